@@ -1,0 +1,6 @@
+# Libraries the kernel itself links privately. Optional peers used only by the
+# benchmarks and tests are found in bench/ and tests/.
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(PNG REQUIRED)
+set(NK_PRIVATE_LIBS PNG::PNG)

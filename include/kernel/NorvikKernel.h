@@ -1,0 +1,5 @@
+#pragma once
+// The umbrella header: including it gives every exported class and function.
+// Each family header can also be included on its own.
+#include <kernel/Export.h>
+#include <kernel/Version.h>
