@@ -3,3 +3,7 @@
 // Each family header can also be included on its own.
 #include <kernel/Export.h>
 #include <kernel/Version.h>
+#include <kernel/EnumTraits.h>
+#include <kernel/PixelFormat.h>
+#include <kernel/Bitmap.h>
+#include <kernel/MemoryBitmap.h>
