@@ -117,7 +117,9 @@ TEST(BaseBitmapAddressing, BothOriginsAndPaddings) {
           EXPECT_EQ(bm.GetBits(CPoint(x, y)), base + stored * r.stride + x * bytesPerPixel);
         }
         // Moving one displayed row down is one row increment, whatever the origin.
-        if (y + 1 < r.height) EXPECT_EQ(bm.GetBits(CPoint(0, y + 1)) - bm.GetBits(CPoint(0, y)), bm.GetRowByteInc());
+        if (y + 1 < r.height) {
+          EXPECT_EQ(bm.GetBits(CPoint(0, y + 1)) - bm.GetBits(CPoint(0, y)), bm.GetRowByteInc());
+        }
       }
       EXPECT_EQ(bm.GetScanlineOffset(2), bm.GetRowByteInc() - 2 * bytesPerPixel);
       EXPECT_EQ(bm.GetScanlineOffset(), bm.GetRowByteInc() - r.width * bytesPerPixel);

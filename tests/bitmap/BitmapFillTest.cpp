@@ -68,8 +68,9 @@ TEST(BitmapFill, RectFormTouchesOnlyTheRectangle) {
               << bpp << " bits origin " << origin << " at " << x << "," << y;
         }
       // Rows of 15 bytes carry one byte of padding, which stays as it was.
-      if (bpp == 24)
+      if (bpp == 24) {
         for (int y = 0; y < 4; ++y) EXPECT_EQ(bm.GetBits(CPoint(0, y))[15], 0x5A);
+      }
     }
   }
 }

@@ -67,11 +67,11 @@ void FillRandom(CBaseBitmap& bm, unsigned seed) {
 // An independent PNG writer straight on libpng, for layouts the library does
 // not write itself (interlaced, sub-byte grey, transparency chunks).
 struct PngSpec {
-  int width, height, depth, colourType;
-  bool interlaced;
-  std::vector<Bytes> rows;  // PNG byte order (big-endian samples)
-  std::vector<png_color> palette;
-  Bytes paletteAlpha;
+  int width = 0, height = 0, depth = 8, colourType = PNG_COLOR_TYPE_GRAY;
+  bool interlaced = false;
+  std::vector<Bytes> rows = {};  // PNG byte order (big-endian samples)
+  std::vector<png_color> palette = {};
+  Bytes paletteAlpha = {};
   bool greyKey = false;
   png_color_16 key{};
 };

@@ -10,7 +10,7 @@ namespace {
 
 Kernel::SupportedFormat::Type ParseFormat(const std::string& name) {
   const Kernel::SupportedFormat::Type f = Kernel::GetFormatFromName(name.c_str());
-  if (f == 0) throw norvik::UsageError("unknown format '" + name + "' (see 'norvik formats')");
+  if (f == 0) throw norvik::UsageError("unknown format '" + name + "'; 'norvik formats' lists the names");
   return f;
 }
 

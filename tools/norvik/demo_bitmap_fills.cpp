@@ -51,7 +51,7 @@ void RunFillsDemo(const std::filesystem::path& folder) {
     }
     Save(bm, folder / "bitmap-bars-rgb24.png", "rectangle fills, colour bars");
   }
-  // 2. Mask fills on 32-bit: overlapping translucent discs on white.
+  // 2. Mask fills on 32-bit: overlapping anti-aliased discs on white.
   {
     CMemoryBitmap bm(200, 160, 32, ColourOrder::Rgb);
     bm.Clear(nullptr, 0xFFFFFFFFu);
