@@ -69,18 +69,20 @@ struct FormatFamily {
   static constexpr uint32_t Palette = 0x1E;
 };
 
-// Channel order or colour model of a bitmap.
+// Channel order or colour model of a bitmap. The pixel enumerations have a
+// fixed int representation so that any stored or computed value (such as the
+// 7 of GetColourFormat) is a valid value of the type.
 struct ColourOrder {
-  enum Type { Rgb = 0, Bgr = 1, Cmyk = 2, Kymc = 3, Mono = 4, MonoA = 5, Invalid = 6 };
+  enum Type : int { Rgb = 0, Bgr = 1, Cmyk = 2, Kymc = 3, Mono = 4, MonoA = 5, Invalid = 6 };
 };
 
 // Where the first stored row lies; a BottomLeft bitmap stores its bottom row first.
 struct BitmapOrigin {
-  enum Type { TopLeft = 0, BottomLeft = 1 };
+  enum Type : int { TopLeft = 0, BottomLeft = 1 };
 };
 
 // Which pixel iterator walks a bitmap.
-enum PixelIteratorType {
+enum PixelIteratorType : int {
   PIT_None = 0,
   PIT_MONO8 = 1,
   PIT_RGB1 = 2,
@@ -110,7 +112,7 @@ enum PixelIteratorType {
 // The coarse format tag reported to callers outside the library. Only the
 // values 0, 1, 2, 3, 9 and 10 are produced here; the others are carried by
 // name for the images other parts of the application produce.
-enum PixelFormat {
+enum PixelFormat : int {
   PixelFormat_I8 = 0,
   PixelFormat_RGB24 = 1,
   PixelFormat_XRGB32 = 2,
