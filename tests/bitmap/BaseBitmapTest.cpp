@@ -254,30 +254,6 @@ TEST(BaseBitmapLayout, PixelFormatAndOpacityByDepthOnly) {
   }
 }
 
-TEST(BaseBitmapLayout, NeutralFacilities) {
-  RawBitmap bm(4, 4, 8, ColourOrder::Rgb);
-  const RawBitmap& cbm = bm;
-  uint32_t colour = 7;
-  uint8_t index = 7;
-  EXPECT_FALSE(bm.CreateWithPalette(4, 4, 8, nullptr, 0, ColourOrder::Rgb, BitmapOrigin::TopLeft));
-  EXPECT_FALSE(bm.GetTransparencyColour(colour));
-  EXPECT_FALSE(bm.GetTransparencyIndex(index));
-  EXPECT_FALSE(bm.RequiresPalette());
-  EXPECT_FALSE(bm.SetColourDepth(24, nullptr, 0));
-  EXPECT_EQ(bm.GetPalette(), nullptr);
-  EXPECT_EQ(cbm.GetPalette(), nullptr);
-  EXPECT_EQ(bm.GetPaletteSize(), 0);
-  EXPECT_EQ(bm.GetAlphaChannel(true), nullptr);
-  EXPECT_EQ(cbm.GetAlphaChannel(), nullptr);
-  EXPECT_FALSE(bm.GetChannel(0));
-  EXPECT_EQ(bm.GetColAtPixel(1, 1), 0u);
-  bm.SetResolution(300, 300);
-  EXPECT_EQ(bm.GetSafeXResolution(), 96);
-  EXPECT_EQ(bm.GetSafeYResolution(), 96);
-  EXPECT_EQ(colour, 7u);
-  EXPECT_EQ(index, 7);
-}
-
 TEST(BaseBitmapHash, GeometryOnly) {
   CMemoryBitmap a(10, 10, 24, ColourOrder::Bgr);
   EXPECT_EQ(a.GetHash(), 0xFB5C432Du);

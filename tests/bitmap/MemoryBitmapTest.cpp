@@ -167,28 +167,4 @@ TEST(MemoryBitmap, AlphaPlaneOnlyFor32BitCmyk) {
   EXPECT_EQ(GetImageType(&copy), SF::CMYKA_32_8);
 }
 
-TEST(MemoryBitmap, ResolutionDefaultsTo96) {
-  CMemoryBitmap bm(1, 1, 8, ColourOrder::Mono);
-  EXPECT_EQ(bm.GetSafeXResolution(), 96);
-  bm.SetResolution(300, 150);
-  EXPECT_EQ(bm.GetSafeXResolution(), 300);
-  EXPECT_EQ(bm.GetSafeYResolution(), 150);
-  bm.SetResolution(0, -4);
-  EXPECT_EQ(bm.GetSafeXResolution(), 96);
-  EXPECT_EQ(bm.GetSafeYResolution(), 96);
-}
-
-TEST(MemoryBitmap, CountedLifetime) {
-  CPtr<CMemoryBitmap> p(new CMemoryBitmap(2, 2, 24, ColourOrder::Bgr));
-  EXPECT_EQ(p->GetRefCount(), 1);
-  CPtr<CBaseBitmap> base = p;
-  EXPECT_EQ(p->GetRefCount(), 2);
-  EXPECT_GE(p->Measure(), 16u);
-  EXPECT_TRUE(p->IsKindOf(RUNTIME_CLASS(CBaseBitmap)));
-  EXPECT_STREQ(p->GetRuntimeClass()->m_lpszClassName, "CMemoryBitmap");
-  p->Destroy();
-  EXPECT_EQ(p->GetWidth(), 0);
-  EXPECT_EQ(p->GetTotalBytes(), 0);
-}
-
 }  // namespace

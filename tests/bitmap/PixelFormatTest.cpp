@@ -72,30 +72,6 @@ TEST(PixelFormatCatalogue, EveryFormatAnswersItsRow) {
   }
 }
 
-TEST(PixelFormatCatalogue, FamilyMasksAreTheOrOfTheirMembers) {
-  uint32_t bgr = 0, rgb = 0, mono = 0, cmyk = 0, alpha = 0, palette = 0;
-  for (const CatalogueRow& r : kCatalogue) {
-    if (r.bgr) bgr |= r.value;
-    if (r.rgb) rgb |= r.value;
-    if (r.mono) mono |= r.value;
-    if (r.cmyk) cmyk |= r.value;
-    if (r.alpha) alpha |= r.value;
-    if (r.palette) palette |= r.value;
-  }
-  EXPECT_EQ(bgr, 0xC071Eu);
-  EXPECT_EQ(rgb, 0x300FEu);
-  EXPECT_EQ(mono, 0xE001u);
-  EXPECT_EQ(cmyk, 0x1800u);
-  EXPECT_EQ(alpha, 0x1AD480u);
-  EXPECT_EQ(palette, 0x1Eu);
-  EXPECT_EQ(FormatFamily::BGR, bgr);
-  EXPECT_EQ(FormatFamily::RGB, rgb);
-  EXPECT_EQ(FormatFamily::Mono, mono);
-  EXPECT_EQ(FormatFamily::CMYK, cmyk);
-  EXPECT_EQ(FormatFamily::Alpha, alpha);
-  EXPECT_EQ(FormatFamily::Palette, palette);
-}
-
 TEST(PixelFormatCatalogue, NonFormatsGiveSentinels) {
   const SF::Type bad[] = {kNone, SF::RGB1 | SF::RGB2, static_cast<SF::Type>(0x200000),
                           static_cast<SF::Type>(0xFFFFFFFFu)};
