@@ -392,7 +392,7 @@ void CBaseBitmap::Clear8(const CBaseBitmap* mask, uint8_t value) {
     walk.ForEachRowForward([&](uint8_t* row) { std::memset(row, value, static_cast<size_t>(walk.Width())); });
     return;
   }
-  walk.ForEachPixel(1, [&](uint8_t* p, uint32_t m) { *p = pixels::Blend(*p, value, m, 255); });
+  walk.ForEachPixel<8, 1>([&](uint8_t* p, uint32_t m) { *p = static_cast<uint8_t>(pixels::Blend8(*p, value, m)); });
 }
 
 void CBaseBitmap::Clear32(const CBaseBitmap* mask, uint32_t colour) {
@@ -405,9 +405,9 @@ void CBaseBitmap::Clear32(const CBaseBitmap* mask, uint32_t colour) {
     walk.FillRowsFromFirst(bytes, 4);
     return;
   }
-  walk.ForEachPixel(4, [&](uint8_t* p, uint32_t m) {
-    if (m == 0) return;
-    for (int c = 0; c < 4; ++c) p[c] = static_cast<uint8_t>(pixels::Blend(p[c], bytes[c], m, 255));
+  walk.ForEachPixel<8, 4>([&](uint8_t* p, uint32_t m) {
+    // Coverage 0 blends back to the old value exactly, so no test is needed.
+    for (int c = 0; c < 4; ++c) p[c] = static_cast<uint8_t>(pixels::Blend8(p[c], bytes[c], m));
   });
 }
 
@@ -423,10 +423,10 @@ void CBaseBitmap::Clear64(const CBaseBitmap* mask, uint32_t colour) {
     walk.FillRowsFromFirst(bytes, 8);
     return;
   }
-  walk.ForEachPixel(8, [&](uint8_t* p, uint32_t m) {
-    if (m == 0) return;
+  walk.ForEachPixel<8, 8>([&](uint8_t* p, uint32_t m) {
+    // Coverage 0 blends back to the old value exactly, so no test is needed.
     for (int c = 0; c < 4; ++c)
-      pixels::StoreWord(p + 2 * c, static_cast<uint16_t>(pixels::Blend(pixels::LoadWord(p + 2 * c), words[c], m, 255)));
+      pixels::StoreWord(p + 2 * c, static_cast<uint16_t>(pixels::Blend<255>(pixels::LoadWord(p + 2 * c), words[c], m)));
   });
 }
 
@@ -435,11 +435,11 @@ void CBaseBitmap::Clear16BppMono(const CBaseBitmap* mask, uint32_t colour) {
   pixels::MaskedWalk walk(this, mask, 16);
   if (!walk.Valid()) return;
   const uint16_t grey = static_cast<uint16_t>(colour & 0xFFFF);
-  walk.ForEachPixel(2, [&](uint8_t* p, uint32_t m) {
+  walk.ForEachPixel<16, 2>([&](uint8_t* p, uint32_t m) {
     if (mask == nullptr) {
       pixels::StoreWord(p, grey);
     } else {
-      pixels::StoreWord(p, static_cast<uint16_t>(pixels::Blend(pixels::LoadWord(p), grey, m, 65535)));
+      pixels::StoreWord(p, static_cast<uint16_t>(pixels::Blend<65535>(pixels::LoadWord(p), grey, m)));
     }
   });
 }
@@ -449,7 +449,7 @@ void CBaseBitmap::Clear16BppMonoA(const CBaseBitmap* mask, uint32_t colour) {
   pixels::MaskedWalk walk(this, mask, 8);
   if (!walk.Valid()) return;
   const uint8_t v[2] = {static_cast<uint8_t>(colour), static_cast<uint8_t>(colour >> 24)};
-  walk.ForEachPixel(2, [&](uint8_t* p, uint32_t m) {
+  walk.ForEachPixel<8, 2>([&](uint8_t* p, uint32_t m) {
     for (int c = 0; c < 2; ++c) {
       if (mask == nullptr) {
         p[c] = v[c];
@@ -467,12 +467,12 @@ void CBaseBitmap::Clear32BppMonoA(const CBaseBitmap* mask, uint32_t colour) {
   pixels::MaskedWalk walk(this, mask, 16);
   if (!walk.Valid()) return;
   const uint16_t v[2] = {static_cast<uint16_t>((colour & 0xFF) * 257), static_cast<uint16_t>((colour >> 24) * 257)};
-  walk.ForEachPixel(4, [&](uint8_t* p, uint32_t m) {
+  walk.ForEachPixel<16, 4>([&](uint8_t* p, uint32_t m) {
     for (int c = 0; c < 2; ++c) {
       if (mask == nullptr) {
         pixels::StoreWord(p + 2 * c, v[c]);
       } else {
-        pixels::StoreWord(p + 2 * c, static_cast<uint16_t>(pixels::Blend(pixels::LoadWord(p + 2 * c), v[c], m, 65535)));
+        pixels::StoreWord(p + 2 * c, static_cast<uint16_t>(pixels::Blend<65535>(pixels::LoadWord(p + 2 * c), v[c], m)));
       }
     }
   });
