@@ -3,3 +3,4 @@
 // Each family header can also be included on its own.
 #include <kernel/Export.h>
 #include <kernel/Version.h>
+#include <kernel/Platform.h>
