@@ -7,3 +7,5 @@
 #include <kernel/TypeName.h>
 #include <kernel/PropHandler.h>
 #include <kernel/ClassProperty.h>
+#include <kernel/Ease.h>
+#include <kernel/NR.h>
