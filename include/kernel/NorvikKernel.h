@@ -4,3 +4,9 @@
 #include <kernel/Export.h>
 #include <kernel/Version.h>
 #include <kernel/Platform.h>
+#include <kernel/RefCount.h>
+#include <kernel/TypeName.h>
+#include <kernel/PropHandler.h>
+#include <kernel/ClassProperty.h>
+#include <kernel/Ease.h>
+#include <kernel/NR.h>
