@@ -405,9 +405,13 @@ void CBaseBitmap::Clear32(const CBaseBitmap* mask, uint32_t colour) {
     walk.FillRowsFromFirst(bytes, 4);
     return;
   }
+  uint32_t word;
+  std::memcpy(&word, bytes, 4);
   walk.ForEachPixel<8, 4>([&](uint8_t* p, uint32_t m) {
-    // Coverage 0 blends back to the old value exactly, so no test is needed.
-    for (int c = 0; c < 4; ++c) p[c] = static_cast<uint8_t>(pixels::Blend8(p[c], bytes[c], m));
+    uint32_t d;
+    std::memcpy(&d, p, 4);
+    d = pixels::Blend8x4(d, word, m);
+    std::memcpy(p, &d, 4);
   });
 }
 

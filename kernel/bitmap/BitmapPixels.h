@@ -26,6 +26,17 @@ inline uint32_t Blend8(uint32_t d, uint32_t v, uint32_t m) {
   return (x + (x >> 8) + 1) >> 8;
 }
 
+// Blend8 on the four bytes of a word at once, two bytes per 16-bit lane; no
+// lane can carry into the next, so the result is Blend8 of each byte.
+inline uint32_t Blend8x4(uint32_t d, uint32_t v, uint32_t m) {
+  const uint32_t im = 255 - m;
+  uint32_t even = (d & 0x00FF00FFu) * im + (v & 0x00FF00FFu) * m;
+  uint32_t odd = ((d >> 8) & 0x00FF00FFu) * im + ((v >> 8) & 0x00FF00FFu) * m;
+  even = ((even + ((even >> 8) & 0x00FF00FFu) + 0x00010001u) >> 8) & 0x00FF00FFu;
+  odd = ((odd + ((odd >> 8) & 0x00FF00FFu) + 0x00010001u) >> 8) & 0x00FF00FFu;
+  return even | (odd << 8);
+}
+
 template <uint32_t Full>
 inline uint32_t Blend(uint32_t d, uint32_t v, uint32_t m) {
   static_assert(Full == 255 || Full == 65535);

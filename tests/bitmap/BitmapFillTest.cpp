@@ -158,6 +158,36 @@ TEST(BitmapFill, MaskBlendsPerDepth) {
   }
 }
 
+// Every coverage value against several old values, byte by byte, for the
+// 8-bit and 32-bit fills: (d * (255 - m) + v * m) / 255, truncated.
+TEST(BitmapFill, EightBitMaskBlendIsExactForEveryCoverage) {
+  const uint8_t olds[] = {0, 1, 2, 127, 128, 200, 254, 255};
+  const uint32_t colour = 0x80FF01FEu;  // bytes in mask order: FF, 01, FE, 80
+  const uint8_t v[4] = {0xFF, 0x01, 0xFE, 0x80};
+  CMemoryBitmap mask(256, 8, 8, ColourOrder::Mono);
+  for (int y = 0; y < 8; ++y)
+    for (int x = 0; x < 256; ++x) *mask.GetBits(CPoint(x, y)) = static_cast<uint8_t>(x);
+  CMemoryBitmap colour32(256, 8, 32, ColourOrder::Bgr);
+  CMemoryBitmap grey8(256, 8, 8, ColourOrder::Mono);
+  for (int y = 0; y < 8; ++y)
+    for (int x = 0; x < 256; ++x) {
+      uint8_t* p = colour32.GetBits(CPoint(x, y));
+      for (int c = 0; c < 4; ++c) p[c] = olds[(y + c) % 8];
+      *grey8.GetBits(CPoint(x, y)) = olds[y];
+    }
+  colour32.Clear(&mask, colour);
+  grey8.Clear(&mask, 0x37);
+  for (int y = 0; y < 8; ++y)
+    for (int m = 0; m < 256; ++m) {
+      const uint8_t* p = colour32.GetBits(CPoint(m, y));
+      for (int c = 0; c < 4; ++c) {
+        const int d = olds[(y + c) % 8];
+        ASSERT_EQ(p[c], (d * (255 - m) + v[c] * m) / 255) << "old " << d << " coverage " << m << " byte " << c;
+      }
+      ASSERT_EQ(*grey8.GetBits(CPoint(m, y)), (olds[y] * (255 - m) + 0x37 * m) / 255) << "coverage " << m;
+    }
+}
+
 TEST(BitmapFill, SixteenBitMasks) {
   struct Row {
     ColourOrder::Type order;
