@@ -10,3 +10,5 @@
 #include <kernel/ClassProperty.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
+#include <kernel/Region.h>
+#include <kernel/RectList.h>
