@@ -10,6 +10,8 @@
 #include <kernel/ClassProperty.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
+#include <kernel/Region.h>
+#include <kernel/RectList.h>
 #include <kernel/EnumTraits.h>
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
