@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cmath>
@@ -222,12 +223,14 @@ CPtr<CMemoryBitmap> Decode(const std::string& name, const uint8_t* data, size_t 
 
   if (header.colourType == PNG_COLOR_TYPE_PALETTE) {
     if (header.paletteCount == 0) throw CImageFileException(name, "corrupt PNG: palette missing");
-    std::vector<RGBQUAD> palette(static_cast<size_t>(header.paletteCount));
-    for (int i = 0; i < header.paletteCount; ++i)
+    // A palette longer than the depth can index keeps only what can be used.
+    const int count = std::min(header.paletteCount, 1 << bits);
+    std::vector<RGBQUAD> palette(static_cast<size_t>(count));
+    for (int i = 0; i < count; ++i)
       palette[static_cast<size_t>(i)] =
           RGBQUAD{header.palette[i].blue, header.palette[i].green, header.palette[i].red, 0};
-    bitmap->CreateWithPalette(bitmap->GetWidth(), bitmap->GetHeight(), bits, palette.data(), header.paletteCount,
-                              bitmapOrder, BitmapOrigin::TopLeft);
+    bitmap->CreateWithPalette(bitmap->GetWidth(), bitmap->GetHeight(), bits, palette.data(), count, bitmapOrder,
+                              BitmapOrigin::TopLeft);
   }
 
   std::vector<png_bytep> rows(header.height);
@@ -369,6 +372,22 @@ bool PngLayoutOf(SupportedFormat::Type format, int& colourType, int& depth, bool
   }
 }
 
+// The largest palette index any pixel uses.
+int HighestIndex(const CBaseBitmap& bm) {
+  const int bits = bm.GetBitsPerPixel();
+  const int perByte = 8 / bits;
+  const int valueMask = (1 << bits) - 1;
+  int highest = 0;
+  for (int y = 0; y < bm.GetHeight(); ++y) {
+    const uint8_t* row = bm.GetBits(CPoint(0, y));
+    for (int x = 0; x < bm.GetWidth(); ++x) {
+      const int shift = 8 - (x % perByte + 1) * bits;
+      highest = std::max(highest, (row[x / perByte] >> shift) & valueMask);
+    }
+  }
+  return highest;
+}
+
 // Writes bytes to a new file beside path and renames it over path, so readers
 // see the old file or the new one, never a part.
 void WriteFileAtomically(const std::string& path, const std::vector<uint8_t>& bytes) {
@@ -475,6 +494,10 @@ std::vector<uint8_t> CMemoryBitmap::EncodePNG() const {
         palette.push_back(png_color{v, v, v});
       }
     }
+    // PNG refuses indices past the palette's end; give such pixels black
+    // entries rather than failing the save.
+    const int highest = HighestIndex(*this);
+    while (static_cast<int>(palette.size()) <= highest) palette.push_back(png_color{0, 0, 0});
     job.palette = palette.data();
     job.paletteCount = static_cast<int>(palette.size());
   }

@@ -165,6 +165,26 @@ TEST(PngFile, RoundTripKeepsEveryPixelForEveryFormat) {
   }
 }
 
+TEST(PngFile, IndicesPastAShortPaletteGetBlackEntries) {
+  for (int bpp : {4, 8}) {
+    CMemoryBitmap bm;
+    const RGBQUAD two[2] = {{10, 20, 30, 0}, {40, 50, 60, 0}};
+    ASSERT_TRUE(bm.CreateWithPalette(3, 1, bpp, two, 2, ColourOrder::Bgr, BitmapOrigin::TopLeft));
+    uint8_t* row = bm.GetBits(CPoint(0, 0));
+    if (bpp == 8) {
+      row[0] = 1, row[1] = 5, row[2] = 0;
+    } else {
+      row[0] = 0x15, row[1] = 0x00;  // indices 1, 5, 0
+    }
+    const Bytes png = bm.EncodePNG();
+    CPtr<CMemoryBitmap> back = CMemoryBitmap::LoadPNG(png.data(), png.size());
+    ASSERT_EQ(back->GetPaletteSize(), 6) << bpp;
+    EXPECT_EQ(back->GetPalette()[1].rgbRed, 60);
+    EXPECT_EQ(back->GetPalette()[5].rgbRed, 0);
+    EXPECT_EQ(RowBytes(*back, 0), RowBytes(bm, 0)) << bpp;
+  }
+}
+
 TEST(PngFile, ChannelOrderFollowsTheFormat) {
   // RGB24 is stored blue, green, red; BGR24 red, green, blue. The same file
   // read in either order gives the same colour.
