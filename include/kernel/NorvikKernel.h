@@ -8,5 +8,7 @@
 #include <kernel/TypeName.h>
 #include <kernel/PropHandler.h>
 #include <kernel/ClassProperty.h>
+#include <kernel/Persist.h>
+#include <kernel/Dynamic.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
