@@ -3,3 +3,6 @@
 // Each family header can also be included on its own.
 #include <kernel/Export.h>
 #include <kernel/Version.h>
+#include <kernel/CPU.h>
+#include <kernel/PerfCounter.h>
+#include <kernel/SystemParameters.h>
