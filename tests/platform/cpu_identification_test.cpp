@@ -274,25 +274,6 @@ TEST(CPUIntelSerial, SixGroupsWhenBitEighteenIsSet) {
   }
 }
 
-TEST(CPUIntelInit, ASecondInitForgetsTheFirstProcessor) {
-  CraftedCPUID first = CraftedCPUID::Intel(Version(0, 6, 8), 0x02, 1u << 18, 3);
-  first.leaves[3] = Kernel::CPUIDRegisters{0, 0, 1, 2};
-  first.SetBrand("Old one");
-  CPUIntel cpu(&first);
-  cpu.Init();
-  ASSERT_FALSE(cpu.GetSerialNumber().IsEmpty());
-  first.leaves.clear();
-  first.SetVendor("GenuineIntel", 0);
-  cpu.Init();
-  EXPECT_EQ(cpu.GetMaxBasicLeaf(), 0u);
-  EXPECT_EQ(cpu.GetFeatures(), 0xFFFFFFFFu);
-  EXPECT_TRUE(cpu.GetSerialNumber().IsEmpty());
-  EXPECT_TRUE(cpu.GetBrandIDString().IsEmpty());
-  EXPECT_TRUE(cpu.GetBrandString().IsEmpty());
-  EXPECT_TRUE(cpu.GetModelDescription().IsEmpty());
-  EXPECT_EQ(cpu.GetFamily(), 0);
-}
-
 TEST(CPUReport, PentiumThreeLineByLine) {
   CraftedCPUID source = CraftedCPUID::Intel(Version(0, 6, 8, 6), 0x05, 0x0383F9FF | (1u << 18), 3);
   source.leaves[3] = Kernel::CPUIDRegisters{0, 0, 0x9ABCDEF0, 0x12345678};
@@ -382,27 +363,6 @@ TEST(CPUReport, NoBasicLeavesLeavesOutTheLeafOneLines) {
             L"Brand ID string : \"\"\n"
             L"Brand string on CPU : \"\"\n"
             L"Serial number: \n");
-}
-
-TEST(CPUReport, OtherVendorsGetThePlainReport) {
-  CraftedCPUID source;
-  source.SetVendor("AuthenticAMD", 0x10);
-  source.leaves[1] = Kernel::CPUIDRegisters{0x00A20F12, 0, 0, 0x178BFBFF};
-  CPU cpu(&source);
-  cpu.Init();
-  CString report;
-  cpu.GetInfo(report);
-  EXPECT_EQ(Text(report),
-            L"CPUID available : Yes\n"
-            L"Max input for basic CPUID : 0x00000010\n"
-            L"Manufacturer string : \"AuthenticAMD\"\n"
-            L"Manufacturer known : Yes\n"
-            L"\n"
-            L"Feature information : 0x178bfbff\n"
-            L"MMX support : Yes\n"
-            L"SSE support : Yes\n"
-            L"SSE2 support : Yes\n"
-            L"SSE/SSE2 supported by operating system : Yes\n");
 }
 
 TEST(CPUDetectorChoice, IntelVendorGetsTheIntelReader) {

@@ -70,24 +70,6 @@ TEST(PerfCounterThreads, BusyProcessorShowsInTwoIntervals) {
   }
 }
 
-TEST(PerfCounterThreads, CountersOfSeveralThreads) {
-  std::vector<std::thread> threads;
-  std::atomic<int> failures{0};
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&failures, t] {
-      std::unique_ptr<Kernel::CPerfCounter> counter(Kernel::CPerfCounter::Create(
-          t % 2 ? L"\\Processor(_Total)\\% Processor Time" : L"\\Processor(0)\\% Idle Time", L"KERNEL\\CPUUsage"));
-      for (int i = 0; i < 5; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        uint32_t value = 1000;
-        if (!counter->GetValue(&value) || value > 100) ++failures;
-      }
-    });
-  }
-  for (auto& th : threads) th.join();
-  EXPECT_EQ(failures.load(), 0);
-}
-
 TEST(CPUDetectorThreads, FirstDetectionFromManyThreads) {
   constexpr int kThreads = 8;
   std::vector<Kernel::CPU*> seen(kThreads, nullptr);

