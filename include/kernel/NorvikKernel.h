@@ -12,4 +12,3 @@
 #include <kernel/NR.h>
 #include <kernel/CPU.h>
 #include <kernel/PerfCounter.h>
-#include <kernel/SystemParameters.h>

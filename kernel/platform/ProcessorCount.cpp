@@ -75,16 +75,20 @@ bool CoreKey(const std::filesystem::path& topology, std::string& key) {
   std::vector<unsigned> siblings;
   for (const char* name : {"thread_siblings_list", "core_cpus_list"}) {
     if (ReadFirstLine(topology / name, line) && ParseCpuList(line, siblings)) {
-      std::set<unsigned> sorted(siblings.begin(), siblings.end());
-      key = "s";
-      for (unsigned c : sorted) key += ":" + std::to_string(c);
+      const std::set<unsigned> sorted(siblings.begin(), siblings.end());
+      std::ostringstream k;
+      k << 's';
+      for (unsigned c : sorted) k << ':' << c;
+      key = k.str();
       return true;
     }
   }
   std::string package, core;
   if (ReadFirstLine(topology / "core_id", core) && !core.empty()) {
-    if (!ReadFirstLine(topology / "physical_package_id", package)) package = "0";
-    key = "p" + package + ":" + core;
+    if (!ReadFirstLine(topology / "physical_package_id", package)) package.clear();
+    std::ostringstream k;
+    k << 'p' << package << ':' << core;
+    key = k.str();
     return true;
   }
   return false;
