@@ -121,6 +121,21 @@ TEST(CStringFormat, PointersPercentAndOddSpecs) {
   EXPECT_STREQ(Fmt(L"end %"), L"end %");
 }
 
+TEST(CStringFormat, StringObjectsMayBePassedDirectly) {
+  const CString wide(L"w\u00E9");
+  const CStringA narrow("n");
+  CString s;
+  s.Format(L"%s|%S|%5s|%-3hs|", wide, narrow, wide, narrow);
+  EXPECT_STREQ(s, L"w\u00E9|n|   w\u00E9|n  |");
+  CStringA a;
+  a.Format("%s+%S", narrow, wide);
+  EXPECT_STREQ(a, "n+w\xC3\xA9");
+  a.AppendFormat("%d%s", 1, CStringA("!"));
+  EXPECT_STREQ(a,
+               "n+w\xC3\xA9"
+               "1!");
+}
+
 TEST(CStringFormat, AppendFormatKeepsTheText) {
   CString s(L"x=");
   s.AppendFormat(L"%d, y=%s", 4, L"five");
