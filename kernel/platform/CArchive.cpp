@@ -203,26 +203,41 @@ CArchive& CArchive::operator<<(BYTE v) {
 }
 
 CArchive& CArchive::operator<<(WORD v) {
-  BYTE b[2];
-  PutLE(b, v);
   CheckStoring();
-  Write(b, 2);
+  if (m_lpBufMax - m_lpBufCur >= 2) {
+    PutLE(m_lpBufCur, v);
+    m_lpBufCur += 2;
+  } else {
+    BYTE b[2];
+    PutLE(b, v);
+    Write(b, 2);
+  }
   return *this;
 }
 
 CArchive& CArchive::operator<<(DWORD v) {
-  BYTE b[4];
-  PutLE(b, v);
   CheckStoring();
-  Write(b, 4);
+  if (m_lpBufMax - m_lpBufCur >= 4) {
+    PutLE(m_lpBufCur, v);
+    m_lpBufCur += 4;
+  } else {
+    BYTE b[4];
+    PutLE(b, v);
+    Write(b, 4);
+  }
   return *this;
 }
 
 CArchive& CArchive::operator<<(ULONGLONG v) {
-  BYTE b[8];
-  PutLE(b, v);
   CheckStoring();
-  Write(b, 8);
+  if (m_lpBufMax - m_lpBufCur >= 8) {
+    PutLE(m_lpBufCur, v);
+    m_lpBufCur += 8;
+  } else {
+    BYTE b[8];
+    PutLE(b, v);
+    Write(b, 8);
+  }
   return *this;
 }
 
@@ -447,7 +462,9 @@ void CArchive::ReadStringBody(bool& wide, std::u16string& units, std::string& by
     UINT take = static_cast<UINT>(std::min<ULONGLONG>(left, wide ? sizeof chunk / 2 : sizeof chunk));
     if (wide) {
       ReadRaw(chunk, take * 2);
-      for (UINT k = 0; k < take; ++k) units += static_cast<char16_t>(GetLE<WORD>(chunk + 2 * k));
+      size_t at = units.size();
+      units.resize(at + take);
+      for (UINT k = 0; k < take; ++k) units[at + k] = static_cast<char16_t>(GetLE<WORD>(chunk + 2 * k));
     } else {
       ReadRaw(chunk, take);
       bytes.append(reinterpret_cast<const char*>(chunk), take);
