@@ -161,6 +161,17 @@ TEST(Archive, NarrowStringsHaveNoMarkerAndReadIntoEitherWidth) {
                                       });
   const std::vector<BYTE> expect = {3, 'a', 'b', 'c', 3, 'a', 'b', 'c'};
   EXPECT_EQ(bytes, expect);
+  // Bytes that are not UTF-8 survive a narrow round trip untouched, and text
+  // pointers go in as wide strings.
+  RoundTrip([](CArchive& ar) { ar << CStringA("\xE9t\xE9") << "caf\xC3\xA9" << L"x"; },
+            [](CArchive& ar) {
+              CStringA latin1, utf8;
+              CString wide;
+              ar >> latin1 >> utf8 >> wide;
+              EXPECT_STREQ(latin1, "\xE9t\xE9");
+              EXPECT_STREQ(utf8, "caf\xC3\xA9");
+              EXPECT_STREQ(wide, L"x");
+            });
 }
 
 TEST(Archive, TruncatedDataThrowsEndOfFile) {
