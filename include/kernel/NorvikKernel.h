@@ -12,3 +12,7 @@
 #include <kernel/Dynamic.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
+#include <kernel/Region.h>
+#include <kernel/RectList.h>
+#include <kernel/CPU.h>
+#include <kernel/PerfCounter.h>
