@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <type_traits>
 #include <locale.h>
 
 #include "platform/Utf.h"
@@ -17,9 +18,11 @@ locale_t CLocale() {
   return loc;
 }
 
+// Integers print the same in every locale (no grouping flag is passed), so
+// only floating-point conversions switch the thread to the C locale.
 class ScopedCLocale {
  public:
-  ScopedCLocale() : m_old(CLocale() ? uselocale(CLocale()) : nullptr) {}
+  explicit ScopedCLocale(bool needed) : m_old(needed && CLocale() ? uselocale(CLocale()) : nullptr) {}
   ~ScopedCLocale() {
     if (m_old) uselocale(m_old);
   }
@@ -63,7 +66,7 @@ void AppendNumber(std::basic_string<T>& out, const Spec& sp, const char* length,
   char small[128];
   int n;
   {
-    ScopedCLocale c;
+    ScopedCLocale c(std::is_floating_point_v<V>);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     n = std::snprintf(small, sizeof small, f.c_str(), value);
