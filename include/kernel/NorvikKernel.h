@@ -12,3 +12,5 @@
 #include <kernel/NR.h>
 #include <kernel/Region.h>
 #include <kernel/RectList.h>
+#include <kernel/CPU.h>
+#include <kernel/PerfCounter.h>
