@@ -306,8 +306,7 @@ void FormatEngine<T>::Run(std::basic_string<T>& out, const T* format, va_list ap
         break;
       }
       case 's':
-      case 'S':
-      case 'Z': {
+      case 'S': {
         bool wide;
         if (sp.size == Size::Short || sp.size == Size::Char) {
           wide = false;
