@@ -318,22 +318,27 @@ void FormatEngine<T>::Run(std::basic_string<T>& out, const T* format, va_list ap
         const void* ptr = va_arg(ap, const void*);
         std::basic_string<T> text;
         if (!ptr) {
-          text = FromNarrow<T>("(null)", 6);
+          text = FromNarrow<T>("(null)", sp.precision >= 0 && sp.precision < 6 ? static_cast<size_t>(sp.precision) : 6);
         } else if (wide) {
           auto* s = static_cast<const wchar_t*>(ptr);
           size_t n = 0;
-          while (s[n] && (sp.precision < 0 || n < static_cast<size_t>(sp.precision))) ++n;
+          while ((sp.precision < 0 || n < static_cast<size_t>(sp.precision)) && s[n]) ++n;
           text = FromWide<T>(s, n);
+          if constexpr (!kWide) {
+            // The precision bounds the bytes written; never cut a character.
+            if (sp.precision >= 0 && text.size() > static_cast<size_t>(sp.precision)) {
+              size_t cut = static_cast<size_t>(sp.precision);
+              while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
+              text.resize(cut);
+            }
+          }
         } else {
+          // The precision bounds the bytes read, so buffers without a
+          // terminator are safe to print.
           auto* s = static_cast<const char*>(ptr);
           size_t n = 0;
-          // Without a precision the whole string is taken; with one, the
-          // precision counts characters of the result.
-          while (s[n] && (sp.precision < 0 || n < static_cast<size_t>(sp.precision) * 4)) ++n;
+          while ((sp.precision < 0 || n < static_cast<size_t>(sp.precision)) && s[n]) ++n;
           text = FromNarrow<T>(s, n);
-        }
-        if (sp.precision >= 0 && text.size() > static_cast<size_t>(sp.precision)) {
-          text.resize(static_cast<size_t>(sp.precision));
         }
         AppendPadded(out, sp, text);
         break;
