@@ -8,10 +8,14 @@
 #include <kernel/TypeName.h>
 #include <kernel/PropHandler.h>
 #include <kernel/ClassProperty.h>
+#include <kernel/Persist.h>
+#include <kernel/Dynamic.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
 #include <kernel/Region.h>
 #include <kernel/RectList.h>
+#include <kernel/CPU.h>
+#include <kernel/PerfCounter.h>
 #include <kernel/EnumTraits.h>
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>

@@ -189,8 +189,12 @@ void CRectList::SubtractUnion(const CRect& r) {
   if (Empty(r) || m_rects.empty()) return;
   // Replacing each rectangle by its pieces in place and walking on after
   // them is the same as emitting all pieces into a fresh list in order,
-  // which avoids moving the tail of the vector for every insertion.
-  container_type out;
+  // which avoids moving the tail of the vector for every insertion. The
+  // fresh list is a per-thread buffer that keeps its capacity, so repeated
+  // subtractions from a long list do not allocate and fault in new pages.
+  thread_local container_type scratch;
+  container_type& out = scratch;
+  out.clear();
   Allocating([&] {
     out.reserve(m_rects.size() + 8);
     auto emit = [&out](const CRect& q, int32_t l, int32_t t, int32_t rr, int32_t b) {
@@ -199,6 +203,16 @@ void CRectList::SubtractUnion(const CRect& r) {
       if (!Empty(piece)) out.push_back(piece);
     };
     for (const CRect& q : m_rects) {
+      // Most rectangles lie wholly inside one of the four pieces and come
+      // back unchanged (when not empty).
+      const bool whole = q.bottom <= r.top ||                                            // above
+                         (q.top >= r.top && q.right <= r.left) ||                        // left
+                         (q.top >= r.bottom && q.left >= r.left) ||                      // below
+                         (q.top >= r.top && q.bottom <= r.bottom && q.left >= r.right);  // right
+      if (whole) {
+        if (!Empty(q)) out.push_back(q);
+        continue;
+      }
       emit(q, q.left, q.top, q.right, r.top);        // above
       emit(q, q.left, r.top, r.left, q.bottom);      // left
       emit(q, r.left, r.bottom, q.right, q.bottom);  // below
@@ -206,6 +220,8 @@ void CRectList::SubtractUnion(const CRect& r) {
     }
   });
   m_rects.swap(out);
+  // Do not let the buffer pin far more memory than the lists in use need.
+  if (out.capacity() > 2 * m_rects.size() + 4096) container_type().swap(out);
 }
 
 void CRectList::SubtractUnion(const CRectList& other) {

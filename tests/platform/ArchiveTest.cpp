@@ -161,6 +161,17 @@ TEST(Archive, NarrowStringsHaveNoMarkerAndReadIntoEitherWidth) {
                                       });
   const std::vector<BYTE> expect = {3, 'a', 'b', 'c', 3, 'a', 'b', 'c'};
   EXPECT_EQ(bytes, expect);
+  // Bytes that are not UTF-8 survive a narrow round trip untouched, and text
+  // pointers go in as wide strings.
+  RoundTrip([](CArchive& ar) { ar << CStringA("\xE9t\xE9") << "caf\xC3\xA9" << L"x"; },
+            [](CArchive& ar) {
+              CStringA latin1, utf8;
+              CString wide;
+              ar >> latin1 >> utf8 >> wide;
+              EXPECT_STREQ(latin1, "\xE9t\xE9");
+              EXPECT_STREQ(utf8, "caf\xC3\xA9");
+              EXPECT_STREQ(wide, L"x");
+            });
 }
 
 TEST(Archive, TruncatedDataThrowsEndOfFile) {
@@ -319,6 +330,23 @@ TEST(Archive, BufferBoundariesAndLargeBlocks) {
         EXPECT_EQ(ar.Read(extra, 4), 0u);  // Read reports a short count, no exception
       },
       128);
+}
+
+TEST(Archive, UsesTheCallersBuffer) {
+  BYTE buffer[128];
+  std::memset(buffer, 0, sizeof buffer);
+  CMemFile file;
+  {
+    CArchive ar(&file, CArchive::store, sizeof buffer, buffer);
+    for (int i = 0; i < 300; ++i) ar << static_cast<BYTE>(i);
+  }
+  // 300 bytes through 128: the last partial load of 44 bytes sits at the front.
+  EXPECT_EQ(buffer[0], static_cast<BYTE>(256));
+  EXPECT_EQ(buffer[43], static_cast<BYTE>(299));
+  ASSERT_EQ(file.GetLength(), 300u);
+  EXPECT_EQ(file.GetBufferPtr()[299], static_cast<BYTE>(299));
+  BYTE tiny[16];
+  EXPECT_THROW(CArchive(&file, CArchive::load, sizeof tiny, tiny), CInvalidArgException);
 }
 
 TEST(Archive, CountsUseTheShortForm) {
