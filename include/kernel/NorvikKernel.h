@@ -20,3 +20,6 @@
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
 #include <kernel/MemoryBitmap.h>
+#include <kernel/PixelIterator.h>
+#include <kernel/CopyPixels.h>
+#include <kernel/PixelOperations.h>
