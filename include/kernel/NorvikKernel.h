@@ -8,6 +8,8 @@
 #include <kernel/TypeName.h>
 #include <kernel/PropHandler.h>
 #include <kernel/ClassProperty.h>
+#include <kernel/Persist.h>
+#include <kernel/Dynamic.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
 #include <kernel/Region.h>
