@@ -18,8 +18,12 @@ using Kernel::CMatrix;
 
 CMatrix Make(int rows, int cols, std::initializer_list<double> values) {
   CMatrix m(cols, rows);
+  EXPECT_EQ(values.size(), size_t(rows) * size_t(cols));
   int k = 0;
-  for (double v : values) m[k / cols][k % cols] = v, ++k;
+  for (double v : values) {
+    if (k == rows * cols) break;
+    m[k / cols][k % cols] = v, ++k;
+  }
   return m;
 }
 
@@ -303,7 +307,9 @@ TEST(MatrixCholesky, FactorsAndSolves) {
   for (const auto& f : failures) {
     CMatrix out;
     EXPECT_FALSE(f.m.Cholesky(out)) << f.name;
-    EXPECT_FALSE(f.m.CholeskySolve(Make(f.m.GetRowCount(), 1, {1, 1}), out)) << f.name;
+    CMatrix ones(1, f.m.GetRowCount());
+    for (int i = 0; i < f.m.GetRowCount(); ++i) ones[i][0] = 1.0;
+    EXPECT_FALSE(f.m.CholeskySolve(ones, out)) << f.name;
   }
 }
 
