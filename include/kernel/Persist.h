@@ -118,8 +118,9 @@ class NK_API CPtrMap : public Kernel::CRefCount {
   // are kept per element type, under the type's name.
   template <class T>
   void HoldRef(T* p) {
-    HoldRefUsing(Kernel::GetTypeName<T>(), HolderOpsFor<std::remove_cv_t<T>>(),
-                 const_cast<void*>(static_cast<const void*>(p)));
+    // Every loaded object comes through here: name the type once.
+    static const std::string typeName = Kernel::GetTypeName<T>();
+    HoldRefUsing(typeName, HolderOpsFor<std::remove_cv_t<T>>(), const_cast<void*>(static_cast<const void*>(p)));
   }
   // Number of references currently held for objects of type T (counting
   // repeats).

@@ -22,11 +22,6 @@ void CRefCount::DeleteThis() const {
   delete const_cast<CRefCount*>(this);
 }
 
-void CRefCount::Release() const {
-  // Only the thread that takes the count from 1 to 0 deletes.
-  if (m_count.fetch_sub(1, std::memory_order_acq_rel) == 1) DeleteThis();
-}
-
 void CRefCount::AddRef(int n) const noexcept {
   // Plain read-modify-write: used only by the owning thread.
   m_count.store(m_count.load(std::memory_order_relaxed) + n, std::memory_order_relaxed);

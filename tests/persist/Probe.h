@@ -16,7 +16,9 @@ class Probe : public Kernel::CRefCount {
  public:
   explicit Probe(DeathLog* log = nullptr, int value = 0) : m_log(log), m_value(value) {}
   ~Probe() override {
-    if (m_log) m_log->countSeenInDestructor = GetRefCount(), ++m_log->deaths;
+    if (!m_log) return;
+    m_log->countSeenInDestructor = GetRefCount();
+    ++m_log->deaths;
   }
   int Value() const { return m_value; }
 
