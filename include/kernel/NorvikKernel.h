@@ -16,6 +16,7 @@
 #include <kernel/RectList.h>
 #include <kernel/CPU.h>
 #include <kernel/PerfCounter.h>
+#include <kernel/Matrix.h>
 #include <kernel/EnumTraits.h>
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
