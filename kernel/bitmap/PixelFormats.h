@@ -6,6 +6,7 @@
 //
 // A policy reads and writes pixel x of a row given the row's address (column
 // 0) and, for the separate alpha plane, that plane's row address.
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -41,10 +42,14 @@ class DestPalette {
  public:
   void Set(const PALETTEENTRY* entries, int count) {
     m_count = count;
-    for (int i = 0; i < count; ++i) {
-      m_r[i] = entries[i].peRed;
-      m_g[i] = entries[i].peGreen;
-      m_b[i] = entries[i].peBlue;
+    // Entries sorted by red, so the search can start at the nearest red and
+    // stop once the red difference alone exceeds the best distance.
+    for (int i = 0; i < count; ++i) m_sorted[i] = {entries[i].peRed, entries[i].peGreen, entries[i].peBlue, i};
+    std::stable_sort(m_sorted, m_sorted + count, [](const Entry& a, const Entry& b) { return a.r < b.r; });
+    int e = 0;
+    for (int r = 0; r < 256; ++r) {
+      while (e < count && m_sorted[e].r < r) ++e;
+      m_firstAtLeast[r] = e;
     }
   }
   uint8_t Nearest(uint32_t r, uint32_t g, uint32_t b) const {
@@ -53,29 +58,43 @@ class DestPalette {
     if (m_cache.empty()) m_cache.assign(c_cacheSize, 0xFFFFFFFFu);
     const uint32_t slot = ((key * 0x9E3779B1u) >> (32 - c_cacheBits));
     const uint32_t hit = m_cache[slot];
-    if ((hit & 0xFFFFFF) == key && hit != 0xFFFFFFFFu) return static_cast<uint8_t>(hit >> 24);
-    int best = 0;
+    if (hit != 0xFFFFFFFFu && (hit & 0xFFFFFF) == key) return static_cast<uint8_t>(hit >> 24);
+    // Squared RGB distance, the first (lowest index) of equally near entries.
     int32_t bestD = INT32_MAX;
-    for (int i = 0; i < m_count; ++i) {
-      const int32_t dr = static_cast<int32_t>(r) - m_r[i];
-      const int32_t dg = static_cast<int32_t>(g) - m_g[i];
-      const int32_t db = static_cast<int32_t>(b) - m_b[i];
+    int best = 0;
+    auto consider = [&](const Entry& e) {
+      const int32_t dr = static_cast<int32_t>(r) - e.r, dg = static_cast<int32_t>(g) - e.g,
+                    db = static_cast<int32_t>(b) - e.b;
       const int32_t d = dr * dr + dg * dg + db * db;
-      if (d < bestD) {
+      if (d < bestD || (d == bestD && e.index < best)) {
         bestD = d;
-        best = i;
-        if (d == 0) break;
+        best = e.index;
       }
+    };
+    const int start = m_firstAtLeast[r];
+    for (int i = start; i < m_count; ++i) {
+      const int32_t dr = m_sorted[i].r - static_cast<int32_t>(r);
+      if (dr * dr > bestD) break;
+      consider(m_sorted[i]);
+    }
+    for (int i = start - 1; i >= 0; --i) {
+      const int32_t dr = static_cast<int32_t>(r) - m_sorted[i].r;
+      if (dr * dr > bestD) break;
+      consider(m_sorted[i]);
     }
     m_cache[slot] = key | (static_cast<uint32_t>(best) << 24);
     return static_cast<uint8_t>(best);
   }
 
  private:
+  struct Entry {
+    int32_t r, g, b, index;
+  };
   static constexpr int c_cacheBits = 14;
   static constexpr size_t c_cacheSize = size_t{1} << c_cacheBits;
   int m_count = 0;
-  int32_t m_r[256] = {}, m_g[256] = {}, m_b[256] = {};
+  Entry m_sorted[256] = {};
+  int m_firstAtLeast[256] = {};
   mutable std::vector<uint32_t> m_cache;
 };
 

@@ -5,6 +5,9 @@
 #include <kernel/CopyPixels.h>
 #include <kernel/GlobalMemory.h>
 
+#include <cstring>
+#include <random>
+
 #include "PixelTestBitmaps.h"
 #include "RawBitmap.h"
 
@@ -241,6 +244,42 @@ TEST(CopyPixelsDib, IndexedDestinationUsesItsPalette) {
   EXPECT_EQ(bytes[1], 0x9F);  // 9, then 200 nearest to 15
   GlobalUnlock(dib);
   GlobalFree(dib);
+}
+
+}  // namespace
+
+namespace {
+
+// The pruned, cached palette search answers what the platform palette does,
+// ties included, for palettes with repeated and equally near entries.
+TEST(CopyPixelsRules, PaletteSearchEqualsGetNearestPaletteIndex) {
+  std::mt19937 rng(99);
+  for (int round = 0; round < 4; ++round) {
+    const int count = round == 0 ? 256 : 5 + static_cast<int>(rng() % 60);
+    std::vector<PALETTEENTRY> pal(static_cast<size_t>(count));
+    for (auto& e : pal) {
+      // Coarse values make ties and duplicates common.
+      e = PALETTEENTRY{static_cast<BYTE>((rng() % 8) * 36), static_cast<BYTE>((rng() % 8) * 36),
+                       static_cast<BYTE>((rng() % 8) * 36), 0};
+    }
+    std::vector<uint8_t> palBytes(sizeof(LOGPALETTE) + pal.size() * sizeof(PALETTEENTRY));
+    auto* lp = reinterpret_cast<LOGPALETTE*>(palBytes.data());
+    lp->palVersion = 0x300;
+    lp->palNumEntries = static_cast<WORD>(count);
+    std::memcpy(lp->palPalEntry, pal.data(), pal.size() * sizeof(PALETTEENTRY));
+    CPalette platform;
+    ASSERT_TRUE(platform.CreatePalette(lp));
+    const int n = 3000;
+    std::vector<uint8_t> colours(static_cast<size_t>(n) * 3), indices(static_cast<size_t>(n));
+    for (auto& v : colours) v = static_cast<uint8_t>(rng());
+    ASSERT_TRUE(ConvertPixelRow(PIT_RGB8, PIT_BGR24, false, indices.data(), colours.data(), n, nullptr, 0, pal.data(),
+                                count));
+    for (int i = 0; i < n; ++i) {
+      const uint8_t* c = &colours[static_cast<size_t>(i) * 3];  // BGR24: red, green, blue
+      const COLORREF ref = c[0] | (c[1] << 8) | (c[2] << 16);
+      ASSERT_EQ(indices[static_cast<size_t>(i)], platform.GetNearestPaletteIndex(ref)) << "colour " << i;
+    }
+  }
 }
 
 }  // namespace
