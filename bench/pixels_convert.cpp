@@ -72,7 +72,7 @@ void Pixman(benchmark::State& state, pixman_format_code_t dstFormat, int dstBpp,
   state.SetItemsProcessed(state.iterations() * Pixels);
 }
 
-void Babl(benchmark::State& state, const char* dstFormat, int dstBytes, const char* srcFormat, int srcBytes) {
+void BablConvert(benchmark::State& state, const char* dstFormat, int dstBytes, const char* srcFormat, int srcBytes) {
   babl_init();
   const Babl* fish = babl_fish(babl_format(srcFormat), babl_format(dstFormat));
   std::vector<uint8_t> s(static_cast<size_t>(Pixels) * srcBytes), d(static_cast<size_t>(Pixels) * dstBytes);
@@ -108,9 +108,9 @@ BENCHMARK_CAPTURE(Pixman, 24_to_32, PIXMAN_a8r8g8b8, 32, PIXMAN_r8g8b8, 24)->Uni
 BENCHMARK_CAPTURE(Pixman, 24swap_to_32, PIXMAN_a8r8g8b8, 32, PIXMAN_b8g8r8, 24)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Pixman, 32_to_24, PIXMAN_r8g8b8, 24, PIXMAN_a8r8g8b8, 32)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Pixman, 565_to_32, PIXMAN_a8r8g8b8, 32, PIXMAN_r5g6b5, 16)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Babl, 24_to_32, "R'G'B'A u8", 4, "R'G'B' u8", 3)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Babl, 32_to_24, "R'G'B' u8", 3, "R'G'B'A u8", 4)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Babl, 32_to_grey, "Y' u8", 1, "R'G'B'A u8", 4)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Babl, 64_to_32, "R'G'B'A u8", 4, "R'G'B'A u16", 8)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BablConvert, 24_to_32, "R'G'B'A u8", 4, "R'G'B' u8", 3)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BablConvert, 32_to_24, "R'G'B' u8", 3, "R'G'B'A u8", 4)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BablConvert, 32_to_grey, "Y' u8", 1, "R'G'B'A u8", 4)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BablConvert, 64_to_32, "R'G'B'A u8", 4, "R'G'B'A u16", 8)->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

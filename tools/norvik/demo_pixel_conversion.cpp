@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <vector>
 
 #include "Command.h"
 #include "FormatBitmaps.h"
@@ -37,6 +38,24 @@ void RunConversionDemo(const std::filesystem::path& folder) {
   int step = 1;
   for (SupportedFormat::Type f : chain) {
     auto next = norvik::MakeBitmap(f, W, H);
+    // The indexed stages get colour palettes (a 6 x 6 x 6 cube, the 16
+    // classic display colours) rather than the default grey ramp.
+    if (f == SupportedFormat::RGB8 || f == SupportedFormat::RGB4) {
+      std::vector<RGBQUAD> pal;
+      if (f == SupportedFormat::RGB8) {
+        for (int i = 0; i < 216; ++i)
+          pal.push_back(RGBQUAD{static_cast<BYTE>(51 * (i % 6)), static_cast<BYTE>(51 * (i / 6 % 6)),
+                                static_cast<BYTE>(51 * (i / 36)), 0});
+      } else {
+        for (int i = 0; i < 16; ++i) {
+          const BYTE v = i & 8 ? 255 : 128;
+          pal.push_back(RGBQUAD{static_cast<BYTE>(i & 1 ? v : 0), static_cast<BYTE>(i & 2 ? v : 0),
+                                static_cast<BYTE>(i & 4 ? v : 0), 0});
+        }
+      }
+      next->CreateWithPalette(W, H, BitsPerPixel(f), pal.data(), static_cast<int>(pal.size()), ColourOrder::Rgb,
+                              BitmapOrigin::TopLeft);
+    }
     const auto t0 = std::chrono::steady_clock::now();
     CopyPixels(next.Get(), current.Get(), nullptr, nullptr);
     const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
