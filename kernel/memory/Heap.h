@@ -1,0 +1,18 @@
+#pragma once
+// The C-heap primitives behind both raw-data allocation families.
+#include <cstdint>
+
+namespace Kernel {
+namespace Heap {
+
+// The default array allocation: C-heap storage (so free() and realloc() pair
+// with it) that fails the way array new does, by throwing std::bad_alloc.
+unsigned char* ArrayNew(uint64_t size);
+
+// What the process can do to make a failed allocation succeed without giving
+// anything up: hand free pages at the top of the heap and inside it back to
+// the system, so that a large request can be mapped afresh.
+void Compact();
+
+}  // namespace Heap
+}  // namespace Kernel
