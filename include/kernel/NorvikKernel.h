@@ -3,3 +3,7 @@
 // Each family header can also be included on its own.
 #include <kernel/Export.h>
 #include <kernel/Version.h>
+#include <kernel/RefCount.h>
+#include <kernel/TypeName.h>
+#include <kernel/PropHandler.h>
+#include <kernel/ClassProperty.h>
