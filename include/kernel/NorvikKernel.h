@@ -7,3 +7,9 @@
 #include <kernel/TypeName.h>
 #include <kernel/PropHandler.h>
 #include <kernel/ClassProperty.h>
+#include <kernel/DiagnosticLog.h>
+#include <kernel/MemoryManager.h>
+#include <kernel/ResourceMonitor.h>
+#include <kernel/RawData.h>
+#include <kernel/MemoryReserve.h>
+#include <kernel/ExpMemFile.h>
