@@ -152,7 +152,7 @@ class NK_API RefRawData : public CRefCount, public MemoryManager::IDisposable {
 
   // The archive form: a 4-byte little-endian count, then the bytes.
   void Serialize(CArchive& ar);
-  bool Save(const wchar_t* path) const;
+  virtual bool Save(const wchar_t* path) const;
   static CPtr<RefRawData> Load(const wchar_t* path);
 
   // Disposal.
