@@ -3,6 +3,7 @@
 // Each family header can also be included on its own.
 #include <kernel/Export.h>
 #include <kernel/Version.h>
+#include <kernel/Platform.h>
 #include <kernel/RefCount.h>
 #include <kernel/TypeName.h>
 #include <kernel/PropHandler.h>
@@ -13,3 +14,5 @@
 #include <kernel/RawData.h>
 #include <kernel/MemoryReserve.h>
 #include <kernel/ExpMemFile.h>
+#include <kernel/Ease.h>
+#include <kernel/NR.h>

@@ -1,0 +1,15 @@
+#pragma once
+// The framework layer the library is written against: scalar names,
+// strings, rectangles, run-time classes, exceptions, files and archives,
+// synchronisation, global memory, bitmap records and palettes, arrays.
+#include <kernel/WinTypes.h>
+#include <kernel/CString.h>
+#include <kernel/CRect.h>
+#include <kernel/Exceptions.h>
+#include <kernel/CObject.h>
+#include <kernel/CArray.h>
+#include <kernel/CFile.h>
+#include <kernel/CArchive.h>
+#include <kernel/Sync.h>
+#include <kernel/GlobalMemory.h>
+#include <kernel/Gdi.h>

@@ -1,0 +1,396 @@
+#include <kernel/CArchive.h>
+#include <kernel/CFile.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+namespace {
+
+std::vector<BYTE> Bytes(CMemFile& f) {
+  const BYTE* p = f.GetBufferPtr();
+  return std::vector<BYTE>(p, p + f.GetLength());
+}
+
+// Stores through `write`, then checks the bytes and hands a loading archive
+// over the same bytes to `read`.
+template <typename W, typename R>
+std::vector<BYTE> RoundTrip(W write, R read, int bufSize = 4096) {
+  CMemFile file;
+  {
+    CArchive ar(&file, CArchive::store, bufSize);
+    write(ar);
+  }
+  std::vector<BYTE> bytes = Bytes(file);
+  file.SeekToBegin();
+  CArchive ar(&file, CArchive::load, bufSize);
+  read(ar);
+  return bytes;
+}
+
+TEST(Archive, EveryScalarRoundTripsLittleEndian) {
+  const BYTE b = 0xAB;
+  const WORD w = 0x1234;
+  const int i = -2;
+  const LONG l = 0x7ABBCCDD;
+  const DWORD d = 0x89ABCDEF;
+  const LONGLONG ll = -0x0102030405060708LL;
+  const ULONGLONG ull = 0xF1F2F3F4F5F6F7F8ULL;
+  const float f = -1.5f;
+  const double dbl = 3.141592653589793;
+  const short s = -3;
+  const char c = 'Q';
+  const long long q = 5;
+  std::vector<BYTE> bytes =
+      RoundTrip([&](CArchive& ar) { ar << b << w << i << l << d << ll << ull << f << dbl << s << c << q; },
+                [&](CArchive& ar) {
+                  BYTE b2;
+                  WORD w2;
+                  int i2;
+                  LONG l2;
+                  DWORD d2;
+                  LONGLONG ll2;
+                  ULONGLONG ull2;
+                  float f2;
+                  double dbl2;
+                  short s2;
+                  char c2;
+                  long long q2;
+                  ar >> b2 >> w2 >> i2 >> l2 >> d2 >> ll2 >> ull2 >> f2 >> dbl2 >> s2 >> c2 >> q2;
+                  EXPECT_EQ(b2, b);
+                  EXPECT_EQ(w2, w);
+                  EXPECT_EQ(i2, i);
+                  EXPECT_EQ(l2, l);
+                  EXPECT_EQ(d2, d);
+                  EXPECT_EQ(ll2, ll);
+                  EXPECT_EQ(ull2, ull);
+                  EXPECT_EQ(f2, f);
+                  EXPECT_EQ(dbl2, dbl);
+                  EXPECT_EQ(s2, s);
+                  EXPECT_EQ(c2, c);
+                  EXPECT_EQ(q2, q);
+                });
+  const std::vector<BYTE> expect = {
+      0xAB,                                            // BYTE
+      0x34, 0x12,                                      // WORD
+      0xFE, 0xFF, 0xFF, 0xFF,                          // int -2
+      0xDD, 0xCC, 0xBB, 0x7A,                          // LONG
+      0xEF, 0xCD, 0xAB, 0x89,                          // DWORD
+      0xF8, 0xF8, 0xF9, 0xFA, 0xFB, 0xFC, 0xFD, 0xFE,  // -0x0102030405060708
+      0xF8, 0xF7, 0xF6, 0xF5, 0xF4, 0xF3, 0xF2, 0xF1,  // ULONGLONG
+      0x00, 0x00, 0xC0, 0xBF,                          // -1.5f
+      0x18, 0x2D, 0x44, 0x54, 0xFB, 0x21, 0x09, 0x40,  // pi
+      0xFD, 0xFF,                                      // short -3
+      'Q',                                             // char
+      5,    0,    0,    0,    0,    0,    0,    0,     // long long
+  };
+  EXPECT_EQ(bytes, expect);
+}
+
+TEST(Archive, SpecialDoublesKeepTheirBits) {
+  const double values[] = {0.0, -0.0, std::numeric_limits<double>::infinity(),
+                           std::numeric_limits<double>::denorm_min(), std::numeric_limits<double>::quiet_NaN()};
+  for (double v : values) {
+    RoundTrip([&](CArchive& ar) { ar << v; },
+              [&](CArchive& ar) {
+                double r;
+                ar >> r;
+                EXPECT_EQ(std::memcmp(&r, &v, 8), 0) << v;
+              });
+  }
+}
+
+TEST(Archive, WideStringFormatByLength) {
+  struct Case {
+    int length;
+    std::vector<BYTE> prefix;  // marker and length bytes
+  };
+  const Case cases[] = {
+      {0, {0xFF, 0xFE, 0xFF, 0x00}},
+      {3, {0xFF, 0xFE, 0xFF, 0x03}},
+      {254, {0xFF, 0xFE, 0xFF, 0xFE}},
+      {255, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0x00}},
+      {0xFFFD, {0xFF, 0xFE, 0xFF, 0xFF, 0xFD, 0xFF}},
+      {0xFFFE, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0x00, 0x00}},
+      {70000, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x70, 0x11, 0x01, 0x00}},
+  };
+  for (const Case& c : cases) {
+    CString s;
+    for (int i = 0; i < c.length; ++i) s.AppendChar(static_cast<wchar_t>(L'A' + i % 26));
+    std::vector<BYTE> bytes = RoundTrip([&](CArchive& ar) { ar << s; },
+                                        [&](CArchive& ar) {
+                                          CString back;
+                                          ar >> back;
+                                          EXPECT_TRUE(back == s) << c.length;
+                                        });
+    ASSERT_EQ(bytes.size(), c.prefix.size() + 2u * c.length) << c.length;
+    EXPECT_TRUE(std::equal(c.prefix.begin(), c.prefix.end(), bytes.begin())) << c.length;
+    if (c.length > 0) {
+      EXPECT_EQ(bytes[c.prefix.size()], 'A');
+      EXPECT_EQ(bytes[c.prefix.size() + 1], 0);
+    }
+  }
+}
+
+TEST(Archive, StringsTravelAsUtf16) {
+  CString s(L"\u00E9\U0001F600");
+  std::vector<BYTE> bytes = RoundTrip([&](CArchive& ar) { ar << s; },
+                                      [&](CArchive& ar) {
+                                        CString back;
+                                        ar >> back;
+                                        EXPECT_STREQ(back, s);
+                                      });
+  // Three UTF-16 units: é and a surrogate pair.
+  const std::vector<BYTE> expect = {0xFF, 0xFE, 0xFF, 3, 0xE9, 0x00, 0x3D, 0xD8, 0x00, 0xDE};
+  EXPECT_EQ(bytes, expect);
+}
+
+TEST(Archive, NarrowStringsHaveNoMarkerAndReadIntoEitherWidth) {
+  CStringA a("abc");
+  std::vector<BYTE> bytes = RoundTrip([&](CArchive& ar) { ar << a << a; },
+                                      [&](CArchive& ar) {
+                                        CString w;
+                                        CStringA n;
+                                        ar >> w >> n;
+                                        EXPECT_STREQ(w, L"abc");
+                                        EXPECT_STREQ(n, "abc");
+                                      });
+  const std::vector<BYTE> expect = {3, 'a', 'b', 'c', 3, 'a', 'b', 'c'};
+  EXPECT_EQ(bytes, expect);
+}
+
+TEST(Archive, TruncatedDataThrowsEndOfFile) {
+  struct Case {
+    std::vector<BYTE> data;
+    void (*read)(CArchive&);
+  };
+  const Case cases[] = {
+      {{},
+       [](CArchive& ar) {
+         BYTE v;
+         ar >> v;
+       }},
+      {{1},
+       [](CArchive& ar) {
+         WORD v;
+         ar >> v;
+       }},
+      {{1, 2, 3},
+       [](CArchive& ar) {
+         DWORD v;
+         ar >> v;
+       }},
+      {{1, 2, 3, 4, 5, 6, 7},
+       [](CArchive& ar) {
+         double v;
+         ar >> v;
+       }},
+      {{0xFF, 0xFE, 0xFF, 5, 'a', 0},
+       [](CArchive& ar) {
+         CString v;
+         ar >> v;
+       }},
+      {{0xFF, 0xFE},
+       [](CArchive& ar) {
+         CString v;
+         ar >> v;
+       }},
+      // A length of 1.8 billion units with two bytes behind it: must fail
+      // quickly without trying to allocate the claimed size.
+      {{0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x70, 'a', 0},
+       [](CArchive& ar) {
+         CString v;
+         ar >> v;
+       }},
+      {{0xFF, 0xFF, 0xFF, 0x01, 0x00, 0x00, 0x00},
+       [](CArchive& ar) {
+         CStringA v;
+         ar >> v;
+       }},
+  };
+  for (const Case& c : cases) {
+    std::vector<BYTE> data = c.data;
+    CMemFile file(data.empty() ? nullptr : data.data(), static_cast<UINT>(data.size()));
+    CArchive ar(&file, CArchive::load);
+    try {
+      c.read(ar);
+      ADD_FAILURE() << "no exception for " << data.size() << " bytes";
+    } catch (const CArchiveException& e) {
+      EXPECT_EQ(e.m_cause, CArchiveException::endOfFile);
+    }
+  }
+}
+
+TEST(Archive, AbsurdStringLengthIsRejected) {
+  // A 64-bit length: beyond anything a string can hold.
+  std::vector<BYTE> data = {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 1, 0, 0, 0};
+  CMemFile file(data.data(), static_cast<UINT>(data.size()));
+  CArchive ar(&file, CArchive::load);
+  CString s;
+  try {
+    ar >> s;
+    ADD_FAILURE() << "accepted";
+  } catch (const CArchiveException& e) {
+    EXPECT_EQ(e.m_cause, CArchiveException::badIndex);
+  }
+}
+
+TEST(Archive, WrongDirectionThrowsReadOnlyOrWriteOnly) {
+  CMemFile file;
+  {
+    CArchive storing(&file, CArchive::store);
+    BYTE b;
+    EXPECT_TRUE(storing.IsStoring());
+    EXPECT_FALSE(storing.IsLoading());
+    try {
+      storing >> b;
+      ADD_FAILURE();
+    } catch (const CArchiveException& e) {
+      EXPECT_EQ(e.m_cause, CArchiveException::writeOnly);
+    }
+    CString s;
+    EXPECT_THROW(storing >> s, CArchiveException);
+    storing << static_cast<BYTE>(1);
+  }
+  file.SeekToBegin();
+  CArchive loading(&file, CArchive::load);
+  const std::pair<const char*, void (*)(CArchive&)> stores[] = {
+      {"BYTE", [](CArchive& ar) { ar << static_cast<BYTE>(1); }},
+      {"DWORD", [](CArchive& ar) { ar << static_cast<DWORD>(1); }},
+      {"double", [](CArchive& ar) { ar << 1.0; }},
+      {"CString", [](CArchive& ar) { ar << CString(L"x"); }},
+      {"Write", [](CArchive& ar) { ar.Write("x", 1); }},
+  };
+  for (const auto& [name, store] : stores) {
+    try {
+      store(loading);
+      ADD_FAILURE() << name;
+    } catch (const CArchiveException& e) {
+      EXPECT_EQ(e.m_cause, CArchiveException::readOnly) << name;
+    }
+  }
+}
+
+TEST(Archive, ExceptionCarriesTheFileName) {
+  CMemFile file;
+  file.SetFilePath(L"/tmp/doc.bin");
+  CArchive ar(&file, CArchive::load);
+  EXPECT_STREQ(ar.m_strFileName, L"/tmp/doc.bin");
+  try {
+    BYTE b;
+    ar >> b;
+    ADD_FAILURE();
+  } catch (const CArchiveException& e) {
+    EXPECT_STREQ(e.m_strFileName, L"/tmp/doc.bin");
+    EXPECT_NE(std::string(e.what()).find("/tmp/doc.bin"), std::string::npos) << e.what();
+    EXPECT_NE(std::string(e.what()).find("end"), std::string::npos) << e.what();
+  }
+}
+
+TEST(Archive, BufferBoundariesAndLargeBlocks) {
+  // A small buffer forces values to straddle refills and flushes.
+  std::vector<BYTE> big(10000);
+  for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<BYTE>(i * 7);
+  RoundTrip(
+      [&](CArchive& ar) {
+        for (int i = 0; i < 300; ++i) ar << static_cast<DWORD>(i * 1000003u) << static_cast<BYTE>(i);
+        ar.Write(big.data(), static_cast<UINT>(big.size()));
+        ar << 1.25;
+      },
+      [&](CArchive& ar) {
+        for (int i = 0; i < 300; ++i) {
+          DWORD d;
+          BYTE b;
+          ar >> d >> b;
+          ASSERT_EQ(d, static_cast<DWORD>(i * 1000003u));
+          ASSERT_EQ(b, static_cast<BYTE>(i));
+        }
+        std::vector<BYTE> back(big.size());
+        EXPECT_EQ(ar.Read(back.data(), static_cast<UINT>(back.size())), back.size());
+        EXPECT_EQ(back, big);
+        double d;
+        ar >> d;
+        EXPECT_EQ(d, 1.25);
+        BYTE extra[4];
+        EXPECT_EQ(ar.Read(extra, 4), 0u);  // Read reports a short count, no exception
+      },
+      128);
+}
+
+TEST(Archive, CountsUseTheShortForm) {
+  struct Case {
+    DWORD_PTR count;
+    std::vector<BYTE> bytes;
+  };
+  const Case cases[] = {
+      {0, {0, 0}},
+      {0xFFFE, {0xFE, 0xFF}},
+      {0xFFFF, {0xFF, 0xFF, 0xFF, 0xFF, 0, 0}},
+      {0x12345678, {0xFF, 0xFF, 0x78, 0x56, 0x34, 0x12}},
+      {0x100000000ULL, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 1, 0, 0, 0}},
+  };
+  for (const Case& c : cases) {
+    std::vector<BYTE> bytes = RoundTrip([&](CArchive& ar) { ar.WriteCount(c.count); },
+                                        [&](CArchive& ar) { EXPECT_EQ(ar.ReadCount(), c.count); });
+    EXPECT_EQ(bytes, c.bytes) << c.count;
+  }
+}
+
+TEST(Archive, TextLines) {
+  RoundTrip(
+      [](CArchive& ar) {
+        ar.WriteString(L"first line\r\n");
+        ar.WriteString(L"second\n");
+        ar.WriteString(L"last");
+      },
+      [](CArchive& ar) {
+        CString line;
+        EXPECT_TRUE(ar.ReadString(line));
+        EXPECT_STREQ(line, L"first line");
+        EXPECT_TRUE(ar.ReadString(line));
+        EXPECT_STREQ(line, L"second");
+        EXPECT_TRUE(ar.ReadString(line));
+        EXPECT_STREQ(line, L"last");
+        EXPECT_FALSE(ar.ReadString(line));
+      });
+}
+
+TEST(Archive, LoadArrayIsReadyForUse) {
+  CMemFile file;
+  CArchive ar(&file, CArchive::store);
+  ASSERT_NE(ar.m_pLoadArray, nullptr);
+  EXPECT_EQ(ar.m_pLoadArray->GetSize(), 0);
+  int x = 0;
+  EXPECT_EQ(ar.m_pLoadArray->Add(&x), 0);
+  EXPECT_EQ(ar.m_pLoadArray->GetAt(0), &x);
+  EXPECT_EQ(ar.GetFile(), &file);
+}
+
+TEST(Archive, CloseFlushesAndDetaches) {
+  CMemFile file;
+  CArchive ar(&file, CArchive::store);
+  ar << static_cast<DWORD>(7);
+  EXPECT_EQ(file.GetLength(), 0u);  // still buffered
+  ar.Flush();
+  EXPECT_EQ(file.GetLength(), 4u);
+  ar << static_cast<BYTE>(1);
+  ar.Close();
+  EXPECT_EQ(file.GetLength(), 5u);
+  EXPECT_EQ(ar.GetFile(), nullptr);
+  EXPECT_THROW(ar << static_cast<BYTE>(1), CArchiveException);
+}
+
+TEST(Archive, LoadingFlushPutsTheFileBackWhereTheArchiveIs) {
+  BYTE data[] = {1, 2, 3, 4, 5, 6};
+  CMemFile file(data, sizeof data);
+  CArchive ar(&file, CArchive::load);
+  BYTE b;
+  ar >> b >> b;
+  ar.Flush();
+  EXPECT_EQ(file.GetPosition(), 2u);
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+#include <kernel/CString.h>
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdint>
+
+namespace {
+
+template <typename... A>
+CString Fmt(const wchar_t* f, A... a) {
+  CString s;
+  s.Format(f, a...);
+  return s;
+}
+
+template <typename... A>
+CStringA FmtA(const char* f, A... a) {
+  CStringA s;
+  s.Format(f, a...);
+  return s;
+}
+
+TEST(CStringFormat, StringConversionsFollowTheFrameworkWidths) {
+  // In a wide Format, %s is wide and %S narrow; %hs/%ls pin the width.
+  EXPECT_STREQ(Fmt(L"[%s]", L"wide"), L"[wide]");
+  EXPECT_STREQ(Fmt(L"[%S]", "narrow"), L"[narrow]");
+  EXPECT_STREQ(Fmt(L"[%hs]", "narrow"), L"[narrow]");
+  EXPECT_STREQ(Fmt(L"[%ls]", L"wide"), L"[wide]");
+  EXPECT_STREQ(Fmt(L"[%ws]", L"wide"), L"[wide]");
+  EXPECT_STREQ(Fmt(L"[%hs]", "\xC3\xA9"), L"[\u00E9]");  // UTF-8 decoded
+  // ...and the other way round in a narrow Format.
+  EXPECT_STREQ(FmtA("[%s]", "narrow"), "[narrow]");
+  EXPECT_STREQ(FmtA("[%S]", L"wide \u00E9"), "[wide \xC3\xA9]");
+  EXPECT_STREQ(FmtA("[%ls]", L"w"), "[w]");
+  EXPECT_STREQ(Fmt(L"%c%C%hc%lc", L'\u00E9', 'b', 'c', L'd'), L"\u00E9bcd");
+  EXPECT_STREQ(FmtA("%c%C", 'a', L'\u00E9'), "a\xC3\xA9");
+  EXPECT_STREQ(Fmt(L"%s", static_cast<const wchar_t*>(nullptr)), L"(null)");
+}
+
+TEST(CStringFormat, WidthPrecisionAndFlagsOnStrings) {
+  struct Case {
+    const wchar_t* format;
+    const wchar_t* expect;
+  };
+  const Case cases[] = {
+      {L"[%6s]", L"[   abc]"},
+      {L"[%-6s]", L"[abc   ]"},
+      {L"[%.2s]", L"[ab]"},
+      {L"[%6.1s]", L"[     a]"},
+      {L"[%2s]", L"[abc]"},
+      {L"[%.0s]", L"[]"},
+      // The framework pads with zeros under the '0' flag, strings included.
+      {L"[%05s]", L"[00abc]"},
+      {L"[%-05s]", L"[abc  ]"},
+  };
+  for (const Case& c : cases) EXPECT_STREQ(Fmt(c.format, L"abc"), c.expect) << c.format;
+  EXPECT_STREQ(Fmt(L"[%*s|%-*s]", 4, L"a", 3, L"b"), L"[   a|b  ]");
+  EXPECT_STREQ(Fmt(L"[%*s]", -4, L"a"), L"[a   ]");  // negative width: left-justify
+  EXPECT_STREQ(Fmt(L"[%.*s]", 2, L"abc"), L"[ab]");
+  EXPECT_STREQ(Fmt(L"[%3c]", L'x'), L"[  x]");
+}
+
+TEST(CStringFormat, IntegersAndSizeModifiers) {
+  struct Case {
+    CString got;
+    const wchar_t* expect;
+  };
+  const int64_t big = -1234567890123456789LL;
+  const Case cases[] = {
+      {Fmt(L"%d %i %u", -5, 7, 4000000000u), L"-5 7 4000000000"},
+      {Fmt(L"%x %X %o %#x %#o", 255, 255, 8, 255, 8), L"ff FF 10 0xff 010"},
+      {Fmt(L"[%5d|%-5d|%05d|%+d|% d]", 42, 42, 42, 42, 42), L"[   42|42   |00042|+42| 42]"},
+      {Fmt(L"[%.3d|%8.3d]", 7, -7), L"[007|    -007]"},
+      {Fmt(L"%I64d", big), L"-1234567890123456789"},
+      {Fmt(L"%I64u", 18446744073709551615ULL), L"18446744073709551615"},
+      {Fmt(L"%I64x", 0x123456789ABCDEF0ULL), L"123456789abcdef0"},
+      {Fmt(L"%I64X", 0x123456789ABCDEF0ULL), L"123456789ABCDEF0"},
+      {Fmt(L"%lld %llu", big, 1ULL << 63), L"-1234567890123456789 9223372036854775808"},
+      {Fmt(L"%I32d %I32u", -1, 0xFFFFFFFFu), L"-1 4294967295"},
+      // %ld is 32 bits, as a Windows long.
+      {Fmt(L"%ld %lu %lx", static_cast<int32_t>(-9), 0xFFFFFFFFu, 0xABCu), L"-9 4294967295 abc"},
+      {Fmt(L"%hd %hu %hx", 70000, 70000, 0x12345), L"4464 4464 2345"},
+      {Fmt(L"%zu %Iu", static_cast<size_t>(1) << 40, static_cast<size_t>(3)), L"1099511627776 3"},
+      {Fmt(L"%5.2I64d|%-4I64d|", 3LL, 3LL), L"   03|3   |"},
+  };
+  for (const Case& c : cases) EXPECT_STREQ(c.got, c.expect);
+}
+
+TEST(CStringFormat, FloatingPointInTheCLocaleWhateverTheProcessLocale) {
+  // A locale with a decimal comma, if the system has one.
+  const char* old = std::setlocale(LC_ALL, nullptr);
+  std::string saved = old ? old : "C";
+  bool comma = std::setlocale(LC_ALL, "de_DE.UTF-8") || std::setlocale(LC_ALL, "fr_FR.UTF-8");
+  struct Case {
+    CString got;
+    const wchar_t* expect;
+  };
+  const Case cases[] = {
+      {Fmt(L"%f", 1.5), L"1.500000"},
+      {Fmt(L"%.2f|%8.3f|%-8.1f|", 3.14159, -2.5, 2.25), L"3.14|  -2.500|2.2     |"},
+      {Fmt(L"%e", 12345.678), L"1.234568e+04"},
+      {Fmt(L"%E", 0.000125), L"1.250000E-04"},
+      {Fmt(L"%g %g %g", 0.0001, 1e20, 100.0), L"0.0001 1e+20 100"},
+      {Fmt(L"%+.1f %08.2f", 1.0, -3.5), L"+1.0 -0003.50"},
+      {Fmt(L"%.*f", 3, 2.0), L"2.000"},
+      {Fmt(L"%#.0f", 2.0), L"2."},
+  };
+  std::setlocale(LC_ALL, saved.c_str());
+  for (const Case& c : cases) EXPECT_STREQ(c.got, c.expect);
+  (void)comma;
+}
+
+TEST(CStringFormat, PointersPercentAndOddSpecs) {
+  EXPECT_STREQ(Fmt(L"%p", reinterpret_cast<void*>(0xABCDEFu)), L"0000000000ABCDEF");
+  EXPECT_STREQ(Fmt(L"[%18p]", reinterpret_cast<void*>(1)), L"[  0000000000000001]");
+  EXPECT_STREQ(Fmt(L"100%%"), L"100%");
+  EXPECT_STREQ(Fmt(L"%d%%", 5), L"5%");
+  // Unknown conversions stay as written and consume nothing.
+  EXPECT_STREQ(Fmt(L"%y %d", 3), L"%y 3");
+  EXPECT_STREQ(Fmt(L"end %"), L"end %");
+}
+
+TEST(CStringFormat, AppendFormatKeepsTheText) {
+  CString s(L"x=");
+  s.AppendFormat(L"%d, y=%s", 4, L"five");
+  EXPECT_STREQ(s, L"x=4, y=five");
+  CString shared = s;
+  shared.AppendFormat(L"!");
+  EXPECT_STREQ(s, L"x=4, y=five");
+  EXPECT_STREQ(shared, L"x=4, y=five!");
+  // Format may use its own text as an argument.
+  s.Format(L"<%s>", s.GetString());
+  EXPECT_STREQ(s, L"<x=4, y=five>");
+}
+
+}  // namespace
