@@ -49,7 +49,7 @@ class NK_API CppExpMemFile : public ExpMemFile {
   void Open(Block* block);
   void Close(bool keepBlock);
 
-  CPtr<Block> m_block;         // the block the file was opened on
+  CPtr<Block> m_block;           // the block the file was opened on
   CPtr<Block> m_blockByAddress;  // the same for a block passed by address
   bool m_pinned = false;
 };

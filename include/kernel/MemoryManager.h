@@ -19,7 +19,6 @@
 #include <mutex>
 #include <set>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 namespace Kernel {
@@ -131,8 +130,6 @@ class NK_API MemoryManager {
   bool IsIndisposed(const IDisposable* obj) const;
   void RemoveLocked(const IDisposable* obj);
   void SetTickLocked(const IDisposable* obj, uint32_t tick);
-  bool RecoverLocked(uint64_t bytes);
-  static unsigned char* AllocateWithRecovery(uint64_t size, bool arrayNew);
 
   // Objects excluded from disposal while they are being disposed; a Dispose
   // that allocates may re-enter the manager and must not pick itself again.
@@ -143,7 +140,13 @@ class NK_API MemoryManager {
   std::unordered_map<const IDisposable*, uint64_t> m_sequenceOf;
   // ... and the same objects ordered by (tick, sequence): the first eligible
   // entry is exactly the candidate a scan of the register would choose.
-  std::set<std::pair<uint32_t, uint64_t>> m_byTick;
+  struct TickKey {
+    uint32_t tick;
+    uint64_t sequence;
+    IDisposable* object;
+    bool operator<(const TickKey& o) const { return tick != o.tick ? tick < o.tick : sequence < o.sequence; }
+  };
+  std::set<TickKey> m_byTick;
   uint64_t m_nextSequence = 0;
   // Recursive: a Dispose that allocates comes back through the hooks on the
   // same thread.

@@ -58,7 +58,6 @@ void InvertInto(unsigned char* target, const unsigned char* source, size_t n) {
   for (; i < n; ++i) target[i] = static_cast<unsigned char>(~source[i]);
 }
 
-
 struct Folder {
   std::mutex lock;
   CString wide;

@@ -8,9 +8,7 @@ namespace Kernel {
 namespace {
 
 // A memory file addresses at most a UINT of bytes.
-UINT ViewLength(uint64_t size) {
-  return static_cast<UINT>(std::min<uint64_t>(size, std::numeric_limits<UINT>::max()));
-}
+UINT ViewLength(uint64_t size) { return static_cast<UINT>(std::min<uint64_t>(size, std::numeric_limits<UINT>::max())); }
 
 }  // namespace
 

@@ -14,5 +14,10 @@ unsigned char* ArrayNew(uint64_t size);
 // the system, so that a large request can be mapped afresh.
 void Compact();
 
+// Resizes a C-heap block with realloc, running the memory manager's recovery
+// ladder when that fails, as its allocation hooks do. Null (and the block
+// untouched) when even that does not make room. Defined with the manager.
+unsigned char* ManagedReallocate(unsigned char* block, uint64_t size);
+
 }  // namespace Heap
 }  // namespace Kernel

@@ -48,7 +48,7 @@ void MemoryManager::RemoveLocked(const IDisposable* obj) {
   if (found == m_sequenceOf.end()) return;
   const uint64_t sequence = found->second;
   const auto record = m_registered.find(sequence);
-  m_byTick.erase({record->second.tick, sequence});
+  m_byTick.erase({record->second.tick, sequence, nullptr});
   m_registered.erase(record);
   m_sequenceOf.erase(found);
 }
@@ -57,9 +57,9 @@ void MemoryManager::SetTickLocked(const IDisposable* obj, uint32_t tick) {
   const auto found = m_sequenceOf.find(obj);
   if (found == m_sequenceOf.end()) return;
   Record& record = m_registered.find(found->second)->second;
-  m_byTick.erase({record.tick, found->second});
+  m_byTick.erase({record.tick, found->second, nullptr});
   record.tick = tick;
-  m_byTick.insert({tick, found->second});
+  m_byTick.insert({tick, found->second, record.object});
 }
 
 void MemoryManager::Attach(IDisposable* obj) {
@@ -70,7 +70,7 @@ void MemoryManager::Attach(IDisposable* obj) {
   const uint32_t tick = Now();
   m_registered.emplace(sequence, Record{obj, tick, 0});
   m_sequenceOf.emplace(obj, sequence);
-  m_byTick.insert({tick, sequence});
+  m_byTick.insert({tick, sequence, obj});
 }
 
 void MemoryManager::Detach(const IDisposable* obj) {
@@ -129,10 +129,10 @@ MemoryManager::IDisposable* MemoryManager::GetNextRecoveryCandidate(bool toDisk)
   // Walking in (tick, sequence) order finds the object a scan of the register
   // for the strictly smallest tick below 0xFFFFFFFF would find, ties going to
   // the earlier registered, without looking at the younger ones.
-  for (const auto& [tick, sequence] : m_byTick) {
-    if (tick == 0xFFFFFFFFu) break;
-    IDisposable* obj = m_registered.find(sequence)->second.object;
-    if (!IsIndisposed(obj) && obj->CanDispose(toDisk)) return obj;
+  const bool anyIndisposed = !m_indisposed.empty();
+  for (const TickKey& key : m_byTick) {
+    if (key.tick == 0xFFFFFFFFu) break;
+    if ((!anyIndisposed || !IsIndisposed(key.object)) && key.object->CanDispose(toDisk)) return key.object;
   }
   Dump();
   return nullptr;
@@ -179,50 +179,55 @@ void MemoryManager::ManageMemory() {
   }
 }
 
-bool MemoryManager::RecoverLocked(uint64_t bytes) {
+bool MemoryManager::EmergencyManageMemory(uint64_t bytes) {
+  if (!COSResourceMonitor::GetInstance().IsInitialised()) return false;
   std::lock_guard<std::recursive_mutex> hold(m_lock);
-  // The second pass goes for what the first could not find.
+  // The disk pass goes for what the memory pass could not find.
   if (Salvage(bytes, false)) return true;
   return Salvage(bytes, true);
 }
 
-bool MemoryManager::EmergencyManageMemory(uint64_t bytes) {
-  if (!COSResourceMonitor::GetInstance().IsInitialised()) return false;
-  return RecoverLocked(bytes);
-}
+namespace {
 
-unsigned char* MemoryManager::AllocateWithRecovery(uint64_t size, bool arrayNew) {
-  const auto attempt = [size, arrayNew]() -> unsigned char* {
-    if (!arrayNew) return static_cast<unsigned char*>(std::malloc(static_cast<size_t>(size)));
-    try {
-      return Heap::ArrayNew(size);
-    } catch (const std::bad_alloc&) {
-      return nullptr;
-    }
-  };
+// The retry ladder of the hooks: a plain attempt; compaction and a retry;
+// then recovery, compaction and a retry for as long as recovery finds
+// something; one last attempt after it fails. The malloc hook's recovery is
+// the same memory-then-disk pass as EmergencyManageMemory.
+template <class Attempt>
+unsigned char* WithRecovery(uint64_t size, Attempt attempt) {
   if (unsigned char* p = attempt()) return p;
-  // Compact and retry; then recover, compact and retry, for as long as
-  // recovery finds something; one last attempt after it fails.
   bool gaveUp = false;
   for (bool first = true;; first = false) {
     if (gaveUp) return nullptr;
-    if (!first) {
-      bool recovered = false;
-      if (arrayNew) {
-        recovered = GetInstance().EmergencyManageMemory(size);
-      } else if (COSResourceMonitor::GetInstance().IsInitialised()) {
-        recovered = GetInstance().RecoverLocked(size);
-      }
-      if (!recovered) gaveUp = true;
-    }
+    if (!first && !MemoryManager::GetInstance().EmergencyManageMemory(size)) gaveUp = true;
     Heap::Compact();
     if (unsigned char* p = attempt()) return p;
   }
 }
 
-unsigned char* MemoryManager::ManagedAllocate(uint64_t size) { return AllocateWithRecovery(size, true); }
+}  // namespace
 
-unsigned char* MemoryManager::ManagedMallocate(uint64_t size) { return AllocateWithRecovery(size, false); }
+unsigned char* MemoryManager::ManagedAllocate(uint64_t size) {
+  return WithRecovery(size, [size]() -> unsigned char* {
+    // Out of memory is an answer to retry on; anything else propagates.
+    try {
+      return Heap::ArrayNew(size);
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+  });
+}
+
+unsigned char* MemoryManager::ManagedMallocate(uint64_t size) {
+  return WithRecovery(size, [size]() { return static_cast<unsigned char*>(std::malloc(static_cast<size_t>(size))); });
+}
+
+unsigned char* Heap::ManagedReallocate(unsigned char* block, uint64_t size) {
+  // A failed realloc leaves the block as it was, so each attempt starts over.
+  return WithRecovery(size, [block, size]() {
+    return static_cast<unsigned char*>(std::realloc(block, static_cast<size_t>(size == 0 ? 1 : size)));
+  });
+}
 
 MemoryManager::IDisposable* MemoryManager::GetResourceFromChecksum(IDisposable* const exclude,
                                                                    uint32_t checksum) const {

@@ -18,7 +18,7 @@
 namespace Kernel {
 namespace {
 
-constexpr uint64_t kLine = 0x100000000ull;  // 4 GiB
+constexpr uint64_t kLine = 0x100000000ull;      // 4 GiB
 constexpr uint64_t kLargestRange = 0x10000000;  // 256 MiB
 constexpr uint64_t kSmallestRange = 0x100000;   // 1 MiB
 constexpr size_t kLargestBlock = 0x10000;       // 64 KiB

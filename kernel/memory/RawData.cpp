@@ -67,6 +67,20 @@ uint64_t ReadFile(CFile& file, unsigned char* p, uint64_t n) {
 
 }  // namespace
 
+// Each family's hook, and the memory manager's hook for it.
+template <class A>
+struct Family;
+template <>
+struct Family<Allocator> {
+  static AllocationHook Hook() { return g_allocator.load(std::memory_order_acquire); }
+  static constexpr AllocationHook Managed = &MemoryManager::ManagedAllocate;
+};
+template <>
+struct Family<Mallocator> {
+  static AllocationHook Hook() { return g_mallocator.load(std::memory_order_acquire); }
+  static constexpr AllocationHook Managed = &MemoryManager::ManagedMallocate;
+};
+
 void SetAllocator(AllocationHook hook) { g_allocator.store(hook, std::memory_order_release); }
 void ClearAllocator() { g_allocator.store(nullptr, std::memory_order_release); }
 unsigned char* IAlloc(uint64_t size) {
@@ -229,6 +243,19 @@ bool RefRawData<A>::SetMaxSize(uint64_t n) {
   }
   // The pin stops the recovery that this allocation may run from writing
   // this very block out while its bytes are still to be copied.
+  const AllocationHook hook = Family<A>::Hook();
+  if (hook == nullptr || hook == Family<A>::Managed) {
+    // Storage from the C heap through the library's own paths can grow in
+    // place with realloc (for large blocks by remapping pages instead of
+    // copying them), with the same recovery when memory is short. A hook
+    // the host installed sees every allocation, so it gets the plain path.
+    unsigned char* grown = hook == nullptr ? static_cast<unsigned char*>(std::realloc(m_data, static_cast<size_t>(n)))
+                                           : Heap::ManagedReallocate(m_data, n);
+    if (grown == nullptr) return false;
+    m_data = grown;
+    m_maxSize = n;
+    return true;
+  }
   unsigned char* p = TryAllocate(n);
   if (p == nullptr) return false;
   if (m_data != nullptr && m_size > 0) std::memcpy(p, m_data, static_cast<size_t>(std::min(m_size, n)));
@@ -499,8 +526,8 @@ void RefRawData<A>::RestoreFromDisk() const {
       // The contents are lost; the block carries on with whatever the buffer
       // held, which is what callers of a disposable cache have to live with.
       c.missingFiles.fetch_add(1, std::memory_order_relaxed);
-      DiagnosticLog::Printf("Disposal file %s %s; %llu bytes of a raw block restored uninitialised.\n",
-                            path.c_str(), got < 0 ? "is missing" : "is short",
+      DiagnosticLog::Printf("Disposal file %s %s; %llu bytes of a raw block restored uninitialised.\n", path.c_str(),
+                            got < 0 ? "is missing" : "is short",
                             static_cast<unsigned long long>(m_size - static_cast<uint64_t>(std::max<int64_t>(got, 0))));
     }
     return;

@@ -91,7 +91,7 @@ TEST_F(ManagerTest, CandidateIsTheOldestEligibleWithTiesToTheEarlierRegistered) 
       {{5, 5, 5}, {true, true, true}, "o0"},
       {{7, 3, 3}, {true, true, true}, "o1"},
       {{1, 2, 3}, {false, true, true}, "o1"},
-      {{0xFFFFFF00u, 0x10}, {true, true}, "o1"},  // no allowance for the wrap
+      {{0xFFFFFF00u, 0x10}, {true, true}, "o1"},           // no allowance for the wrap
       {{0xFFFFFFFFu, 0xFFFFFFFFu}, {true, true}, "none"},  // never below the start value
       {{0xFFFFFFFFu, 0xFFFFFFFEu}, {true, true}, "o1"},
       {{1, 2}, {false, false}, "none"},
@@ -252,8 +252,7 @@ TEST(ManagerRecovery, NeedsTheMonitorAndGoesMemoryFirstThenDisk) {
 
 TEST(ManagerFigures, CapUsageAndEstimate) {
   MemoryManager& manager = MemoryManager::GetInstance();
-  EXPECT_EQ(manager.GetMemoryCap(),
-            std::max<int64_t>(Kernel::COSResourceMonitor::GetTotalPhysicalBytes(), 524288000));
+  EXPECT_EQ(manager.GetMemoryCap(), std::max<int64_t>(Kernel::COSResourceMonitor::GetTotalPhysicalBytes(), 524288000));
   std::vector<std::string> journal;
   Fake a("a", journal), b("b", journal);
   a.measure = 1000;

@@ -84,11 +84,11 @@ struct GrowthCase {
 
 TEST(RawDataSize, GrowthFollowsTheHalfStepWithItsThirtyTwoBitCeiling) {
   const GrowthCase cases[] = {
-      {0, 10, 10},                                  // nothing to grow from
-      {100, 101, 150},                              // grown by half
-      {100, 200, 200},                              // the request is larger
-      {0xAAAAAAAAull, 0xAAAAAAABull, 0xFFFFFFFFull},  // last step below the ceiling
-      {0xAAAAAAABull, 0xAAAAAAACull, 0xAAAAAAACull},  // past it: the request as is
+      {0, 10, 10},                                       // nothing to grow from
+      {100, 101, 150},                                   // grown by half
+      {100, 200, 200},                                   // the request is larger
+      {0xAAAAAAAAull, 0xAAAAAAABull, 0xFFFFFFFFull},     // last step below the ceiling
+      {0xAAAAAAABull, 0xAAAAAAACull, 0xAAAAAAACull},     // past it: the request as is
       {0x200000000ull, 0x200000001ull, 0x300000000ull},  // the test wraps in 64 bits
   };
   nktest::HookScope scope(&RecordingHook, &RecordingHook);
@@ -229,10 +229,10 @@ TEST(RawDataArchive, BadArchivesThrowWithoutHugeAllocations) {
     uint64_t sizeAfter;
   };
   const Case cases[] = {
-      {{1, 0}, CArchiveException::endOfFile, 4},                        // no whole count
-      {{10, 0, 0, 0, 1, 2, 3, 4, 5}, CArchiveException::endOfFile, 0},  // short of bytes
+      {{1, 0}, CArchiveException::endOfFile, 4},                             // no whole count
+      {{10, 0, 0, 0, 1, 2, 3, 4, 5}, CArchiveException::endOfFile, 0},       // short of bytes
       {{0xFF, 0xFF, 0xFF, 0x7F, 1, 2, 3}, CArchiveException::endOfFile, 0},  // 2 GiB promised
-      {{0xFF, 0xFF, 0xFF, 0xFF, 1}, CArchiveException::badIndex, 0},  // a negative count
+      {{0xFF, 0xFF, 0xFF, 0xFF, 1}, CArchiveException::badIndex, 0},         // a negative count
   };
   nktest::HookScope scope(nullptr, nullptr);
   for (const Case& c : cases) {
@@ -315,7 +315,7 @@ TEST(RawDataDisposal, FileHoldsTheInvertedBytesUnderTheBlocksAddress) {
   struct stat st;
   ASSERT_EQ(::lstat(file.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0600u);
-  EXPECT_FALSE(a->IsValid());  // asking does not read the contents back
+  EXPECT_FALSE(a->IsValid());      // asking does not read the contents back
   EXPECT_EQ(a->GetByte(4), 0xFF);  // restores
   EXPECT_FALSE(a->IsFlushed());
   EXPECT_FALSE(std::filesystem::exists(file));

@@ -165,7 +165,8 @@ std::string Summary(const Scenario& s, const Outcome& o) {
                 "all %d blocks verified\n",
                 s.blocks, static_cast<unsigned long long>(s.blockMiB), static_cast<unsigned long long>(s.limitMiB),
                 o.touches, o.seconds, static_cast<unsigned long long>(o.stats.flushes),
-                static_cast<unsigned long long>(o.stats.restores), static_cast<double>(o.stats.bytesWritten) / 1048576.0,
+                static_cast<unsigned long long>(o.stats.restores),
+                static_cast<double>(o.stats.bytesWritten) / 1048576.0,
                 static_cast<double>(o.stats.bytesRead) / 1048576.0, o.verified);
   return text;
 }
