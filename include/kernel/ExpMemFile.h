@@ -46,8 +46,8 @@ class NK_API CppExpMemFile : public ExpMemFile {
   BYTE* Realloc(BYTE* block, SIZE_T bytes) override;
 
  private:
-  void Open(Block* block);
-  void Close(bool keepBlock);
+  void View(Block* block);
+  void ReleaseBlock();
 
   CPtr<Block> m_block;           // the block the file was opened on
   CPtr<Block> m_blockByAddress;  // the same for a block passed by address
@@ -73,8 +73,8 @@ class NK_API CrtExpMemFile : public ExpMemFile {
   BYTE* Realloc(BYTE* block, SIZE_T bytes) override;
 
  private:
-  void Open(Block* block);
-  void Close(bool keepBlock);
+  void View(Block* block);
+  void ReleaseBlock();
 
   CPtr<Block> m_block;
   CPtr<Block> m_blockByAddress;

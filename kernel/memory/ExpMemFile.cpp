@@ -14,34 +14,32 @@ UINT ViewLength(uint64_t size) { return static_cast<UINT>(std::min<uint64_t>(siz
 
 // --- CppExpMemFile ---------------------------------------------------------
 
-CppExpMemFile::CppExpMemFile(const CPtr<Block>& block) : ExpMemFile(1024), m_block(block) { Open(block.Get()); }
+CppExpMemFile::CppExpMemFile(const CPtr<Block>& block) : ExpMemFile(1024), m_block(block) { View(block.Get()); }
 
 CppExpMemFile::CppExpMemFile(const Block* block) : ExpMemFile(1024), m_blockByAddress(const_cast<Block*>(block)) {
-  Open(m_blockByAddress.Get());
+  View(m_blockByAddress.Get());
 }
 
-void CppExpMemFile::Open(Block* block) {
+void CppExpMemFile::View(Block* block) {
   if (block == nullptr) return;
   block->PinContents();
   m_pinned = true;
   Attach(block->GetData(), ViewLength(block->GetSize()), 0);
 }
 
-void CppExpMemFile::Close(bool keepBlock) {
+void CppExpMemFile::ReleaseBlock() {
   Block* block = m_block ? m_block.Get() : m_blockByAddress.Get();
   if (m_pinned && block != nullptr) block->UnpinContents();
   m_pinned = false;
-  if (!keepBlock) {
-    m_block = nullptr;
-    m_blockByAddress = nullptr;
-  }
+  m_block = nullptr;
+  m_blockByAddress = nullptr;
 }
 
 CppExpMemFile::~CppExpMemFile() {
   // The view must not outlive the pin: forget the buffer (it is the block's)
   // before the block may be released or written out.
   if (m_pinned) CMemFile::Detach();
-  Close(false);
+  ReleaseBlock();
 }
 
 CPtr<CppExpMemFile::Block> CppExpMemFile::DetachRawData() {
@@ -49,7 +47,7 @@ CPtr<CppExpMemFile::Block> CppExpMemFile::DetachRawData() {
   if (m_pinned) {
     CPtr<Block> block = m_block ? m_block : m_blockByAddress;
     CMemFile::Detach();
-    Close(false);
+    ReleaseBlock();
     return block;
   }
   BYTE* buffer = CMemFile::Detach();
@@ -74,32 +72,30 @@ BYTE* CppExpMemFile::Realloc(BYTE* block, SIZE_T bytes) {
 
 // --- CrtExpMemFile ---------------------------------------------------------
 
-CrtExpMemFile::CrtExpMemFile(const CPtr<Block>& block) : ExpMemFile(1024), m_block(block) { Open(block.Get()); }
+CrtExpMemFile::CrtExpMemFile(const CPtr<Block>& block) : ExpMemFile(1024), m_block(block) { View(block.Get()); }
 
 CrtExpMemFile::CrtExpMemFile(const Block* block) : ExpMemFile(1024), m_blockByAddress(const_cast<Block*>(block)) {
-  Open(m_blockByAddress.Get());
+  View(m_blockByAddress.Get());
 }
 
-void CrtExpMemFile::Open(Block* block) {
+void CrtExpMemFile::View(Block* block) {
   if (block == nullptr) return;
   block->PinContents();
   m_pinned = true;
   Attach(block->GetData(), ViewLength(block->GetSize()), 0);
 }
 
-void CrtExpMemFile::Close(bool keepBlock) {
+void CrtExpMemFile::ReleaseBlock() {
   Block* block = m_block ? m_block.Get() : m_blockByAddress.Get();
   if (m_pinned && block != nullptr) block->UnpinContents();
   m_pinned = false;
-  if (!keepBlock) {
-    m_block = nullptr;
-    m_blockByAddress = nullptr;
-  }
+  m_block = nullptr;
+  m_blockByAddress = nullptr;
 }
 
 CrtExpMemFile::~CrtExpMemFile() {
   if (m_pinned) CMemFile::Detach();
-  Close(false);
+  ReleaseBlock();
 }
 
 CPtr<CrtExpMemFile::Block> CrtExpMemFile::DetachRawData() {
@@ -107,7 +103,7 @@ CPtr<CrtExpMemFile::Block> CrtExpMemFile::DetachRawData() {
   if (m_pinned) {
     CPtr<Block> block = m_block ? m_block : m_blockByAddress;
     CMemFile::Detach();
-    Close(false);
+    ReleaseBlock();
     return block;
   }
   BYTE* buffer = CMemFile::Detach();

@@ -14,6 +14,10 @@ unsigned char* ArrayNew(uint64_t size) {
   return static_cast<unsigned char*>(p);
 }
 
+unsigned char* Resize(unsigned char* block, uint64_t size) {
+  return static_cast<unsigned char*>(std::realloc(block, size == 0 ? 1 : static_cast<size_t>(size)));
+}
+
 void Compact() {
   // glibc validates its heap on every call already (and aborts on damage), so
   // there is nothing to validate separately; trimming returns free memory.

@@ -14,6 +14,10 @@ unsigned char* ArrayNew(uint64_t size);
 // the system, so that a large request can be mapped afresh.
 void Compact();
 
+// realloc, with null (and the block untouched) on failure. Out of line so
+// that a caller may retry with the same block after a failure.
+unsigned char* Resize(unsigned char* block, uint64_t size);
+
 // Resizes a C-heap block with realloc, running the memory manager's recovery
 // ladder when that fails, as its allocation hooks do. Null (and the block
 // untouched) when even that does not make room. Defined with the manager.

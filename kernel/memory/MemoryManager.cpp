@@ -224,9 +224,7 @@ unsigned char* MemoryManager::ManagedMallocate(uint64_t size) {
 
 unsigned char* Heap::ManagedReallocate(unsigned char* block, uint64_t size) {
   // A failed realloc leaves the block as it was, so each attempt starts over.
-  return WithRecovery(size, [block, size]() {
-    return static_cast<unsigned char*>(std::realloc(block, static_cast<size_t>(size == 0 ? 1 : size)));
-  });
+  return WithRecovery(size, [block, size]() { return Heap::Resize(block, size); });
 }
 
 MemoryManager::IDisposable* MemoryManager::GetResourceFromChecksum(IDisposable* const exclude,

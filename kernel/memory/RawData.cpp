@@ -249,8 +249,7 @@ bool RefRawData<A>::SetMaxSize(uint64_t n) {
     // place with realloc (for large blocks by remapping pages instead of
     // copying them), with the same recovery when memory is short. A hook
     // the host installed sees every allocation, so it gets the plain path.
-    unsigned char* grown = hook == nullptr ? static_cast<unsigned char*>(std::realloc(m_data, static_cast<size_t>(n)))
-                                           : Heap::ManagedReallocate(m_data, n);
+    unsigned char* grown = hook == nullptr ? Heap::Resize(m_data, n) : Heap::ManagedReallocate(m_data, n);
     if (grown == nullptr) return false;
     m_data = grown;
     m_maxSize = n;
