@@ -9,7 +9,6 @@
 #include <mutex>
 #include <new>
 #include <string>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -141,22 +140,6 @@ std::string LeafName(const void* block) {
   return leaf;
 }
 
-// A large buffer fresh from the system faults in one page at a time as it is
-// filled, and in a virtual machine every fault is a costly exit. Asking for
-// all its pages up front does the same work in one call. Kernels before 5.14
-// do not know the request and refuse it, which changes nothing.
-void Prefault(unsigned char* buffer, uint64_t size) {
-#ifndef MADV_POPULATE_WRITE
-  constexpr int MADV_POPULATE_WRITE = 23;
-#endif
-  constexpr uint64_t kWorthIt = 1u << 20;
-  if (size < kWorthIt) return;
-  const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-  const uintptr_t first = (reinterpret_cast<uintptr_t>(buffer) + page - 1) & ~(page - 1);
-  const uintptr_t last = (reinterpret_cast<uintptr_t>(buffer) + size) & ~(page - 1);
-  if (last > first) ::madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);
-}
-
 }  // namespace
 
 std::string ToUtf8(const wchar_t* text) {
@@ -239,7 +222,6 @@ int64_t Read(const std::string& path, unsigned char* buffer, uint64_t size) {
     ::close(fd);
     return -1;
   }
-  Prefault(buffer, size);
   unsigned char* bounce = Bounce();
   uint64_t done = 0;
   while (done < size) {
