@@ -4,6 +4,8 @@
 // operation throws CArchiveException(readOnly) when storing into a loading
 // archive and CArchiveException(writeOnly) when loading from a storing one;
 // running out of data throws CArchiveException(endOfFile). All by value.
+#include <string>
+
 #include <kernel/CArray.h>
 #include <kernel/CFile.h>
 #include <kernel/CString.h>
@@ -77,6 +79,10 @@ class NK_API CArchive {
   CArchive& operator<<(const CString& s);
   // A narrow string: the same length form without the marker, then bytes.
   CArchive& operator<<(const CStringA& s);
+  // Plain text pointers are stored as wide strings (narrow ones taken as
+  // UTF-8); null stores an empty string.
+  CArchive& operator<<(const wchar_t* s);
+  CArchive& operator<<(const char* s);
 
   // --- Loading ------------------------------------------------------------
   CArchive& operator>>(BYTE& v);
@@ -93,7 +99,8 @@ class NK_API CArchive {
   CArchive& operator>>(unsigned long long& v);
   CArchive& operator>>(float& v);
   CArchive& operator>>(double& v);
-  // Reads either string form (wide or narrow, narrow bytes taken as UTF-8).
+  // Reads either string form. Into a CString narrow bytes are taken as
+  // UTF-8; into a CStringA they come back unchanged and wide text as UTF-8.
   CArchive& operator>>(CString& s);
   CArchive& operator>>(CStringA& s);
 
@@ -117,6 +124,7 @@ class NK_API CArchive {
   // Reads the length prefix; `wide` tells which form followed.
   ULONGLONG ReadStringLength(bool& wide);
   void WriteStringLength(ULONGLONG length, bool wide);
+  void ReadStringBody(bool& wide, std::u16string& units, std::string& bytes);
 
   UINT m_nMode;
   BOOL m_bUserBuf;

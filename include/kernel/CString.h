@@ -12,9 +12,28 @@
 #include <cstddef>
 #include <functional>
 #include <string_view>
+#include <type_traits>
 
 #include <kernel/Export.h>
 #include <kernel/WinTypes.h>
+
+template <typename T>
+class CStringT;
+
+namespace NkFormatDetail {
+// Format arguments pass through C varargs, where a string object cannot go:
+// strings are handed over as their character pointers, everything else as is.
+template <typename U>
+const U* Arg(const CStringT<U>& s) noexcept {
+  return s.GetString();
+}
+template <typename A>
+const A& Arg(const A& a) noexcept {
+  // Anything else with a copy constructor would reach the callee as garbage.
+  static_assert(std::is_trivially_copyable_v<A>, "pass .c_str() or .GetString() for string objects");
+  return a;
+}
+}  // namespace NkFormatDetail
 
 template <typename T>
 class NK_API CStringT {
@@ -74,9 +93,15 @@ class NK_API CStringT {
   // %s is a string of this width, %S of the other width, %hs narrow, %ls and
   // %ws wide; %c likewise; %ld is 32 bits; %I64d, %lld and %I64x are 64 bits;
   // %I32d 32 bits; %p prints all 16 upper-case hex digits. Numbers always use
-  // the C locale.
-  void Format(const T* format, ...);
-  void AppendFormat(const T* format, ...);
+  // the C locale. String objects may be passed for %s directly.
+  template <typename... A>
+  void Format(const T* format, const A&... args) {
+    FormatArgs(format, NkFormatDetail::Arg(args)...);
+  }
+  template <typename... A>
+  void AppendFormat(const T* format, const A&... args) {
+    AppendFormatArgs(format, NkFormatDetail::Arg(args)...);
+  }
   void FormatV(const T* format, va_list args);
   void AppendFormatV(const T* format, va_list args);
 
@@ -132,6 +157,8 @@ class NK_API CStringT {
   void Reallocate(int length);
   void Assign(const T* pch, int length);
   void AppendConverted(const YCHAR* pch, int length);
+  void FormatArgs(const T* format, ...);
+  void AppendFormatArgs(const T* format, ...);
 
   T* m_pszData;
 };

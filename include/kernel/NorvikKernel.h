@@ -16,3 +16,7 @@
 #include <kernel/ExpMemFile.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
+#include <kernel/Region.h>
+#include <kernel/RectList.h>
+#include <kernel/CPU.h>
+#include <kernel/PerfCounter.h>

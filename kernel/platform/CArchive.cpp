@@ -203,26 +203,41 @@ CArchive& CArchive::operator<<(BYTE v) {
 }
 
 CArchive& CArchive::operator<<(WORD v) {
-  BYTE b[2];
-  PutLE(b, v);
   CheckStoring();
-  Write(b, 2);
+  if (m_lpBufMax - m_lpBufCur >= 2) {
+    PutLE(m_lpBufCur, v);
+    m_lpBufCur += 2;
+  } else {
+    BYTE b[2];
+    PutLE(b, v);
+    Write(b, 2);
+  }
   return *this;
 }
 
 CArchive& CArchive::operator<<(DWORD v) {
-  BYTE b[4];
-  PutLE(b, v);
   CheckStoring();
-  Write(b, 4);
+  if (m_lpBufMax - m_lpBufCur >= 4) {
+    PutLE(m_lpBufCur, v);
+    m_lpBufCur += 4;
+  } else {
+    BYTE b[4];
+    PutLE(b, v);
+    Write(b, 4);
+  }
   return *this;
 }
 
 CArchive& CArchive::operator<<(ULONGLONG v) {
-  BYTE b[8];
-  PutLE(b, v);
   CheckStoring();
-  Write(b, 8);
+  if (m_lpBufMax - m_lpBufCur >= 8) {
+    PutLE(m_lpBufCur, v);
+    m_lpBufCur += 8;
+  } else {
+    BYTE b[8];
+    PutLE(b, v);
+    Write(b, 8);
+  }
   return *this;
 }
 
@@ -435,44 +450,61 @@ namespace {
 constexpr ULONGLONG kMaxStringUnits = 0x7FFFFFF0;
 }  // namespace
 
-CArchive& CArchive::operator>>(CString& s) {
+// Reads one stored string in whichever form it was written: UTF-16 units
+// when `wide` comes back true, else the stored bytes.
+void CArchive::ReadStringBody(bool& wide, std::u16string& units, std::string& bytes) {
   CheckLoading();
-  bool wide;
   ULONGLONG n = ReadStringLength(wide);
   if (n > kMaxStringUnits) Throw(CArchiveException::badIndex);
-  if (wide) {
-    std::u16string units;
-    BYTE chunk[kStringChunk];
-    ULONGLONG left = n;
-    while (left > 0) {
-      UINT take = static_cast<UINT>(std::min<ULONGLONG>(left, sizeof chunk / 2));
+  BYTE chunk[kStringChunk];
+  ULONGLONG left = n;
+  while (left > 0) {
+    UINT take = static_cast<UINT>(std::min<ULONGLONG>(left, wide ? sizeof chunk / 2 : sizeof chunk));
+    if (wide) {
       ReadRaw(chunk, take * 2);
-      for (UINT k = 0; k < take; ++k) units += static_cast<char16_t>(GetLE<WORD>(chunk + 2 * k));
-      left -= take;
+      size_t at = units.size();
+      units.resize(at + take);
+      for (UINT k = 0; k < take; ++k) units[at + k] = static_cast<char16_t>(GetLE<WORD>(chunk + 2 * k));
+    } else {
+      ReadRaw(chunk, take);
+      bytes.append(reinterpret_cast<const char*>(chunk), take);
     }
+    left -= take;
+  }
+}
+
+CArchive& CArchive::operator>>(CString& s) {
+  bool wide;
+  std::u16string units;
+  std::string bytes;
+  ReadStringBody(wide, units, bytes);
+  if (wide) {
     std::wstring w = Kernel::Utf::Utf16ToWide(units.data(), units.size());
     s = CString(w.data(), static_cast<int>(w.size()));
   } else {
-    std::string bytes;
-    char chunk[kStringChunk];
-    ULONGLONG left = n;
-    while (left > 0) {
-      UINT take = static_cast<UINT>(std::min<ULONGLONG>(left, sizeof chunk));
-      ReadRaw(chunk, take);
-      bytes.append(chunk, take);
-      left -= take;
-    }
     s = CString(bytes.data(), static_cast<int>(bytes.size()));
   }
   return *this;
 }
 
 CArchive& CArchive::operator>>(CStringA& s) {
-  CString w;
-  *this >> w;
-  s = CStringA(w);
+  bool wide;
+  std::u16string units;
+  std::string bytes;
+  ReadStringBody(wide, units, bytes);
+  if (wide) {
+    std::wstring w = Kernel::Utf::Utf16ToWide(units.data(), units.size());
+    s = CStringA(CString(w.data(), static_cast<int>(w.size())));
+  } else {
+    // Narrow text comes back byte for byte, whatever its encoding.
+    s = CStringA(bytes.data(), static_cast<int>(bytes.size()));
+  }
   return *this;
 }
+
+CArchive& CArchive::operator<<(const wchar_t* s) { return *this << CString(s); }
+
+CArchive& CArchive::operator<<(const char* s) { return *this << CString(s); }
 
 void CArchive::WriteString(const wchar_t* text) {
   CheckStoring();

@@ -30,6 +30,8 @@ CString AbsolutePath(const wchar_t* path) {
 
 }  // namespace
 
+IMPLEMENT_DYNAMIC(CFile, CObject)
+
 CFile::CFile() noexcept : m_hFile(hFileNull), m_bCloseOnDelete(FALSE) {}
 
 CFile::CFile(int hFile) noexcept : m_hFile(hFile), m_bCloseOnDelete(FALSE) {}

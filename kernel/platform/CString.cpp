@@ -481,7 +481,7 @@ void CStringT<T>::Truncate(int length) {
 // --- Formatting ---------------------------------------------------------
 
 template <typename T>
-void CStringT<T>::Format(const T* format, ...) {
+void CStringT<T>::FormatArgs(const T* format, ...) {
   va_list ap;
   va_start(ap, format);
   try {
@@ -494,7 +494,7 @@ void CStringT<T>::Format(const T* format, ...) {
 }
 
 template <typename T>
-void CStringT<T>::AppendFormat(const T* format, ...) {
+void CStringT<T>::AppendFormatArgs(const T* format, ...) {
   va_list ap;
   va_start(ap, format);
   try {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <type_traits>
 #include <locale.h>
 
 #include "platform/Utf.h"
@@ -17,9 +18,11 @@ locale_t CLocale() {
   return loc;
 }
 
+// Integers print the same in every locale (no grouping flag is passed), so
+// only floating-point conversions switch the thread to the C locale.
 class ScopedCLocale {
  public:
-  ScopedCLocale() : m_old(CLocale() ? uselocale(CLocale()) : nullptr) {}
+  explicit ScopedCLocale(bool needed) : m_old(needed && CLocale() ? uselocale(CLocale()) : nullptr) {}
   ~ScopedCLocale() {
     if (m_old) uselocale(m_old);
   }
@@ -63,7 +66,7 @@ void AppendNumber(std::basic_string<T>& out, const Spec& sp, const char* length,
   char small[128];
   int n;
   {
-    ScopedCLocale c;
+    ScopedCLocale c(std::is_floating_point_v<V>);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     n = std::snprintf(small, sizeof small, f.c_str(), value);
@@ -303,8 +306,7 @@ void FormatEngine<T>::Run(std::basic_string<T>& out, const T* format, va_list ap
         break;
       }
       case 's':
-      case 'S':
-      case 'Z': {
+      case 'S': {
         bool wide;
         if (sp.size == Size::Short || sp.size == Size::Char) {
           wide = false;
@@ -316,22 +318,27 @@ void FormatEngine<T>::Run(std::basic_string<T>& out, const T* format, va_list ap
         const void* ptr = va_arg(ap, const void*);
         std::basic_string<T> text;
         if (!ptr) {
-          text = FromNarrow<T>("(null)", 6);
+          text = FromNarrow<T>("(null)", sp.precision >= 0 && sp.precision < 6 ? static_cast<size_t>(sp.precision) : 6);
         } else if (wide) {
           auto* s = static_cast<const wchar_t*>(ptr);
           size_t n = 0;
-          while (s[n] && (sp.precision < 0 || n < static_cast<size_t>(sp.precision))) ++n;
+          while ((sp.precision < 0 || n < static_cast<size_t>(sp.precision)) && s[n]) ++n;
           text = FromWide<T>(s, n);
+          if constexpr (!kWide) {
+            // The precision bounds the bytes written; never cut a character.
+            if (sp.precision >= 0 && text.size() > static_cast<size_t>(sp.precision)) {
+              size_t cut = static_cast<size_t>(sp.precision);
+              while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
+              text.resize(cut);
+            }
+          }
         } else {
+          // The precision bounds the bytes read, so buffers without a
+          // terminator are safe to print.
           auto* s = static_cast<const char*>(ptr);
           size_t n = 0;
-          // Without a precision the whole string is taken; with one, the
-          // precision counts characters of the result.
-          while (s[n] && (sp.precision < 0 || n < static_cast<size_t>(sp.precision) * 4)) ++n;
+          while ((sp.precision < 0 || n < static_cast<size_t>(sp.precision)) && s[n]) ++n;
           text = FromNarrow<T>(s, n);
-        }
-        if (sp.precision >= 0 && text.size() > static_cast<size_t>(sp.precision)) {
-          text.resize(static_cast<size_t>(sp.precision));
         }
         AppendPadded(out, sp, text);
         break;

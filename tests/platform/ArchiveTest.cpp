@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -160,6 +161,17 @@ TEST(Archive, NarrowStringsHaveNoMarkerAndReadIntoEitherWidth) {
                                       });
   const std::vector<BYTE> expect = {3, 'a', 'b', 'c', 3, 'a', 'b', 'c'};
   EXPECT_EQ(bytes, expect);
+  // Bytes that are not UTF-8 survive a narrow round trip untouched, and text
+  // pointers go in as wide strings.
+  RoundTrip([](CArchive& ar) { ar << CStringA("\xE9t\xE9") << "caf\xC3\xA9" << L"x"; },
+            [](CArchive& ar) {
+              CStringA latin1, utf8;
+              CString wide;
+              ar >> latin1 >> utf8 >> wide;
+              EXPECT_STREQ(latin1, "\xE9t\xE9");
+              EXPECT_STREQ(utf8, "caf\xC3\xA9");
+              EXPECT_STREQ(wide, L"x");
+            });
 }
 
 TEST(Archive, TruncatedDataThrowsEndOfFile) {
@@ -391,6 +403,60 @@ TEST(Archive, LoadingFlushPutsTheFileBackWhereTheArchiveIs) {
   ar >> b >> b;
   ar.Flush();
   EXPECT_EQ(file.GetPosition(), 2u);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Exceptions, MessagesNameTheCauseAndTheFile) {
+  struct Case {
+    CString message;
+    std::string what;
+    const wchar_t* part;
+  };
+  auto make = [](const CException& e, const wchar_t* part) { return Case{e.GetMessage(), e.what(), part}; };
+  const Case cases[] = {
+      make(CArchiveException(CArchiveException::badSchema, L"Unknown schema"), L"schema: Unknown schema."),
+      make(CArchiveException(CArchiveException::readOnly), L"write"),
+      make(CArchiveException(CArchiveException::endOfFile, L"f\u00E9.bin"), L"end of the archive: f\u00E9.bin"),
+      make(CArchiveException(42), L"unknown error"),
+      make(CFileException(CFileException::fileNotFound, 2, L"/x/y"), L"not found: /x/y (error 2)."),
+      make(CMemoryException(), L"memory"),
+      make(CInvalidArgException(), L"invalid argument"),
+  };
+  for (const Case& c : cases) {
+    EXPECT_NE(c.message.Find(c.part), -1) << static_cast<const wchar_t*>(c.message);
+    EXPECT_EQ(c.what, std::string(CStringA(c.message)));  // what() is the UTF-8 form
+  }
+  // GetErrorMessage truncates to the buffer and always terminates.
+  wchar_t buf[8];
+  UINT help = 99;
+  EXPECT_TRUE(CMemoryException().GetErrorMessage(buf, 8, &help));
+  EXPECT_STREQ(buf, L"Out of ");
+  EXPECT_EQ(help, 0u);
+  EXPECT_FALSE(CMemoryException().GetErrorMessage(buf, 0));
+  // By value and polymorphic through the std::exception base.
+  try {
+    AfxThrowArchiveException(CArchiveException::badClass, L"doc");
+  } catch (const std::exception& e) {
+    EXPECT_NE(std::string(e.what()).find("doc"), std::string::npos);
+  }
+}
+
+TEST(Exceptions, ErrnoMapping) {
+  struct Case {
+    int err, cause;
+  };
+  const Case cases[] = {{ENOENT, CFileException::fileNotFound},
+                        {EACCES, CFileException::accessDenied},
+                        {ENOSPC, CFileException::diskFull},
+                        {EMFILE, CFileException::tooManyOpenFiles},
+                        {ENOTDIR, CFileException::badPath},
+                        {EIO, CFileException::hardIO},
+                        {0, CFileException::none},
+                        {EPIPE, CFileException::genericException}};
+  for (const Case& c : cases) EXPECT_EQ(CFileException::ErrnoToException(c.err), c.cause) << c.err;
 }
 
 }  // namespace

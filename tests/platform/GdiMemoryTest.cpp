@@ -180,6 +180,37 @@ TEST(CArray, BadIndexesThrowAndScalarsStartAtZero) {
   EXPECT_EQ(self[3], 2);
 }
 
+// Exposes the reserved capacity to check the growth steps.
+class CapacityArray : public CArray<int, int> {
+ public:
+  INT_PTR Capacity() const { return m_nMaxSize; }
+};
+
+TEST(CArray, GrowthStepsAndFreeExtra) {
+  struct Case {
+    INT_PTR growBy;
+    int adds;
+    INT_PTR capacity;
+  };
+  const Case cases[] = {
+      {10, 1, 10},    // the first block is already a whole step
+      {10, 11, 20},   // then one step at a time
+      {0, 1, 1},      // automatic steps: exactly what was asked first,
+      {0, 2, 5},      // then at least 4 more,
+      {0, 200, 204},  // and size/8 once the array is larger
+  };
+  for (const Case& c : cases) {
+    CapacityArray a;
+    a.SetSize(0, c.growBy);
+    for (int i = 0; i < c.adds; ++i) a.Add(i);
+    EXPECT_EQ(a.Capacity(), c.capacity) << c.growBy << "/" << c.adds;
+    EXPECT_EQ(a[c.adds - 1], c.adds - 1);
+    a.FreeExtra();
+    EXPECT_EQ(a.Capacity(), c.adds);
+    EXPECT_EQ(a.GetSize(), c.adds);
+  }
+}
+
 TEST(CArray, HugeSizesThrowMemoryException) {
   CArray<double> a;
   EXPECT_THROW(a.SetSize(INTPTR_MAX / 2), CMemoryException);

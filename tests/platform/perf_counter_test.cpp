@@ -1,0 +1,181 @@
+// Processor-load counters over crafted statistics files: the counter paths,
+// the arithmetic of one interval, the rhythm of consecutive readings and the
+// failures.
+#include <gtest/gtest.h>
+
+#include <kernel/PerfCounter.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class StatFile {
+ public:
+  StatFile()
+      : path_(fs::temp_directory_path() / ("nk_stat_" + std::to_string(getpid()) + "_" + std::to_string(n_++))) {}
+  ~StatFile() {
+    std::error_code ec;
+    fs::remove(path_, ec);
+  }
+  void Write(const std::string& text) const { std::ofstream(path_, std::ios::trunc) << text; }
+  const char* c_str() const { return path_.c_str(); }
+
+ private:
+  static inline int n_ = 0;
+  fs::path path_;
+};
+
+// Columns: user nice system idle iowait irq softirq steal guest guest_nice.
+std::string Stat(const std::string& total, const std::string& cpu0, const std::string& cpu1 = "0 0 0 0 0 0 0 0 0 0") {
+  return "cpu  " + total + "\ncpu0 " + cpu0 + "\ncpu1 " + cpu1 +
+         "\nintr 12345 0 0\nctxt 999\nbtime 1700000000\nprocesses 42\nprocs_running 1\n";
+}
+
+}  // namespace
+
+TEST(PerfCounter, OneIntervalFromTwoSamples) {
+  struct Case {
+    const char* name;
+    const wchar_t* path;
+    std::string before, after;  // cpu0 columns
+    bool ok;
+    uint32_t value;
+  } cases[] = {
+      {"half busy", L"\\Processor(0)\\% Processor Time", "100 0 100 800 0 0 0 0 0 0", "150 0 150 900 0 0 0 0 0 0", true,
+       50},
+      {"iowait counts as idle", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0", "25 0 0 50 25 0 0 0 0 0",
+       true, 25},
+      {"steal and interrupts count as busy", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0",
+       "0 0 0 70 0 10 10 10 0 0", true, 30},
+      {"guest time is already inside user", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0",
+       "50 0 0 50 0 0 0 0 50 0", true, 50},
+      {"rounds to the nearest percent", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0",
+       "2 0 0 1 0 0 0 0 0 0", true, 67},
+      {"a half rounds up", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0", "1 0 0 199 0 0 0 0 0 0", true,
+       1},
+      {"saturated", L"\\Processor(0)\\% Processor Time", "5 5 5 5 0 0 0 0 0 0", "105 5 5 5 0 0 0 0 0 0", true, 100},
+      {"no tick elapsed", L"\\Processor(0)\\% Processor Time", "5 5 5 5 0 0 0 0 0 0", "5 5 5 5 0 0 0 0 0 0", true, 0},
+      {"iowait stepping back is clamped", L"\\Processor(0)\\% Processor Time", "0 0 0 100 50 0 0 0 0 0",
+       "0 0 0 100 40 0 0 0 0 0", true, 0},
+      {"old kernel with four columns", L"\\Processor(0)\\% Processor Time", "10 0 10 80", "40 0 10 130", true, 38},
+      {"user part", L"\\Processor(0)\\% User Time", "0 0 0 0 0 0 0 0 0 0", "10 10 30 50 0 0 0 0 0 0", true, 20},
+      {"privileged part includes interrupts", L"\\Processor(0)\\% Privileged Time", "0 0 0 0 0 0 0 0 0 0",
+       "10 10 30 40 0 5 5 0 0 0", true, 40},
+      {"interrupt part", L"\\Processor(0)\\% Interrupt Time", "0 0 0 0 0 0 0 0 0 0", "10 10 30 40 0 5 5 0 0 0", true,
+       10},
+      {"idle part", L"\\Processor(0)\\% Idle Time", "0 0 0 0 0 0 0 0 0 0", "10 0 10 60 20 0 0 0 0 0", true, 80},
+      {"names ignore case", L"\\processor(0)\\% PROCESSOR TIME", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0", true,
+       25},
+      {"unknown counter", L"\\Processor(0)\\% Bogus Time", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0", false, 0},
+      {"unknown object", L"\\Memory\\Available Bytes", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0", false, 0},
+      {"processor not present", L"\\Processor(7)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0",
+       false, 0},
+      {"instance not a number", L"\\Processor(0x1)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0",
+       false, 0},
+      {"missing separator", L"\\Processor(0)% Processor Time", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0", false, 0},
+      {"too few columns", L"\\Processor(0)\\% Processor Time", "1 2 3", "4 5 6", false, 0},
+      {"damaged column", L"\\Processor(0)\\% Processor Time", "1 2 3 4 5", "1 2 x 4 5", false, 0},
+  };
+  for (const Case& c : cases) {
+    StatFile file;
+    file.Write(Stat("0 0 0 0 0 0 0 0 0 0", c.before));
+    std::unique_ptr<Kernel::CPerfCounter> counter(Kernel::CPerfCounterNT4::Create(c.path, file.c_str()));
+    ASSERT_NE(counter, nullptr);
+    file.Write(Stat("0 0 0 0 0 0 0 0 0 0", c.after));
+    uint32_t value = 12345;
+    EXPECT_EQ(counter->GetValue(&value), c.ok) << c.name;
+    if (c.ok) {
+      EXPECT_EQ(value, c.value) << c.name;
+    }
+  }
+}
+
+TEST(PerfCounter, TotalAndOtherProcessors) {
+  StatFile file;
+  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "0 0 0 0 0 0 0 0 0 0"));
+  std::unique_ptr<Kernel::CPerfCounter> total(
+      Kernel::CPerfCounterNT4::Create(L"\\Processor(_Total)\\% Processor Time", file.c_str()));
+  std::unique_ptr<Kernel::CPerfCounter> one(
+      Kernel::CPerfCounterNT4::Create(L"\\Processor(1)\\% Processor Time", file.c_str()));
+  // cpu0 idle, cpu1 fully busy: the total is the share over both.
+  file.Write(Stat("100 0 0 100 0 0 0 0 0 0", "0 0 0 100 0 0 0 0 0 0", "100 0 0 0 0 0 0 0 0 0"));
+  uint32_t value = 0;
+  ASSERT_TRUE(total->GetValue(&value));
+  EXPECT_EQ(value, 50u);
+  ASSERT_TRUE(one->GetValue(&value));
+  EXPECT_EQ(value, 100u);
+}
+
+TEST(PerfCounter, ConsecutiveReadingsCoverConsecutiveIntervals) {
+  StatFile file;
+  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "0 0 0 0 0 0 0 0 0 0"));
+  std::unique_ptr<Kernel::CPerfCounter> counter(Kernel::CreateCPUCounter(file.c_str()));
+  // Each step: the statistics at the end of an interval and its load.
+  struct Step {
+    std::string cpu0;
+    uint32_t load;
+  } steps[] = {
+      {"90 0 0 10 0 0 0 0 0 0", 90},    // 90 of 100 ticks busy
+      {"100 0 0 100 0 0 0 0 0 0", 10},  // not 50: only the ticks since the last reading count
+      {"100 0 0 100 0 0 0 0 0 0", 0},   // nothing elapsed
+      {"200 0 0 100 0 0 0 0 0 0", 100},
+  };
+  for (const Step& s : steps) {
+    file.Write(Stat("0 0 0 0 0 0 0 0 0 0", s.cpu0));
+    uint32_t value = 999;
+    ASSERT_TRUE(counter->GetValue(&value)) << s.cpu0;
+    EXPECT_EQ(value, s.load) << s.cpu0;
+  }
+}
+
+TEST(PerfCounter, AFailedReadingStillStartsTheNextInterval) {
+  StatFile file;
+  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "0 0 0 0 0 0 0 0 0 0"));
+  std::unique_ptr<Kernel::CPerfCounter> counter(Kernel::CreateCPUCounter(file.c_str()));
+  file.Write("garbage\n");
+  uint32_t value = 0;
+  EXPECT_FALSE(counter->GetValue(&value));
+  // The statistics come back: the reading after that has no first sample yet.
+  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "10 0 0 10 0 0 0 0 0 0"));
+  EXPECT_FALSE(counter->GetValue(&value));
+  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "40 0 0 20 0 0 0 0 0 0"));
+  ASSERT_TRUE(counter->GetValue(&value));
+  EXPECT_EQ(value, 75u);
+  EXPECT_FALSE(counter->GetValue(nullptr));
+}
+
+TEST(PerfCounter, UsageIsMinusOneWhenTheCounterCannotBeRead) {
+  StatFile file;
+  EXPECT_EQ(Kernel::GetCPUUsage(file.c_str()), -1);  // no such file
+  file.Write("cpu  1 2 3 4\ncpu1 1 2 3 4\n");
+  EXPECT_EQ(Kernel::GetCPUUsage(file.c_str()), -1);  // no processor 0
+  file.Write(Stat("1 1 1 1 0 0 0 0 0 0", "1 1 1 1 0 0 0 0 0 0"));
+  // Both samples of the short first interval see the same ticks.
+  EXPECT_EQ(Kernel::GetCPUUsage(file.c_str()), 0);
+}
+
+TEST(PerfCounter, CreateKeepsThePathAndOpens) {
+  std::unique_ptr<Kernel::CPerfCounter> counter(Kernel::CreateCPUCounter());
+  auto* nt = dynamic_cast<Kernel::CPerfCounterNT4*>(counter.get());
+  ASSERT_NE(nt, nullptr);
+  EXPECT_EQ(std::wstring(nt->GetCounterPath().GetString()), L"\\Processor(0)\\% Processor Time");
+  EXPECT_TRUE(nt->IsOpen());
+  uint32_t value = 101;
+  ASSERT_TRUE(counter->GetValue(&value));
+  EXPECT_LE(value, 100u);
+  const int usage = Kernel::GetCPUUsage();
+  EXPECT_GE(usage, 0);
+  EXPECT_LE(usage, 100);
+  std::unique_ptr<Kernel::CPerfCounter> unknown(Kernel::CPerfCounter::Create(L"\\Nothing\\Here", L"KERNEL\\CPUUsage"));
+  ASSERT_NE(unknown, nullptr);
+  EXPECT_FALSE(unknown->GetValue(&value));
+  std::unique_ptr<Kernel::CPerfCounter> null(Kernel::CPerfCounter::Create(nullptr, nullptr));
+  EXPECT_FALSE(null->GetValue(&value));
+}
