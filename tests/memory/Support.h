@@ -17,17 +17,30 @@
 
 namespace nktest {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
+// Which sanitizer runtime, if any, this program carries.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressSanitized = true;
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool kSanitized = true;
+#if __has_feature(address_sanitizer)
+constexpr bool kAddressSanitized = true;
 #else
-constexpr bool kSanitized = false;
+constexpr bool kAddressSanitized = false;
 #endif
 #else
-constexpr bool kSanitized = false;
+constexpr bool kAddressSanitized = false;
 #endif
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr bool kThreadSanitized = true;
+#else
+constexpr bool kThreadSanitized = false;
+#endif
+#else
+constexpr bool kThreadSanitized = false;
+#endif
+constexpr bool kSanitized = kAddressSanitized || kThreadSanitized;
 
 // A fresh folder, removed with everything in it at the end of the scope.
 class TempFolder {
