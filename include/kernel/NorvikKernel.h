@@ -14,6 +14,8 @@
 #include <kernel/RawData.h>
 #include <kernel/MemoryReserve.h>
 #include <kernel/ExpMemFile.h>
+#include <kernel/Persist.h>
+#include <kernel/Dynamic.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
 #include <kernel/Region.h>

@@ -123,7 +123,7 @@ TEST(CStringFormat, FloatingPointInTheCLocaleWhateverTheProcessLocale) {
   EXPECT_GE(tried, 1);
 }
 
-TEST(CStringFormat, PointersPercentAndOddSpecs) {
+TEST(CStringFormat, PointersPercentAndUnknownConversions) {
   EXPECT_STREQ(Fmt(L"%p", reinterpret_cast<void*>(0xABCDEFu)), L"0000000000ABCDEF");
   EXPECT_STREQ(Fmt(L"[%18p]", reinterpret_cast<void*>(1)), L"[  0000000000000001]");
   EXPECT_STREQ(Fmt(L"100%%"), L"100%");
