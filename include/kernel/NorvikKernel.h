@@ -22,3 +22,4 @@
 #include <kernel/RectList.h>
 #include <kernel/CPU.h>
 #include <kernel/PerfCounter.h>
+#include <kernel/Matrix.h>
