@@ -8,6 +8,7 @@
 #include <kernel/TypeName.h>
 #include <kernel/PropHandler.h>
 #include <kernel/ClassProperty.h>
+#include <kernel/Variant.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
 #include <kernel/Region.h>
