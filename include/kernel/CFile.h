@@ -13,6 +13,8 @@
 #include <kernel/WinTypes.h>
 
 class NK_API CFile : public CObject {
+  DECLARE_DYNAMIC(CFile)
+
  public:
   enum OpenFlags : UINT {
     modeRead = 0x0000,
@@ -89,6 +91,8 @@ class NK_API CFile : public CObject {
 };
 
 class NK_API CMemFile : public CFile {
+  DECLARE_DYNAMIC(CMemFile)
+
  public:
   // An empty growable file that adds `growBytes` at a time.
   explicit CMemFile(UINT growBytes = 1024);

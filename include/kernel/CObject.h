@@ -107,9 +107,9 @@ class NK_API CObject {
 #define IMPLEMENT_DYNCREATE(class_name, base_class_name)                                          \
   CObject* class_name::CreateObject() { return new class_name; }                                  \
   NK_IMPLEMENT_RUNTIMECLASS(class_name, base_class_name, NK_NO_SCHEMA, &class_name::CreateObject) \
-  static const AFX_CLASSINIT _init_##class_name(RUNTIME_CLASS(class_name));
+  static const AFX_CLASSINIT NkClassInit_##class_name(RUNTIME_CLASS(class_name));
 
 #define IMPLEMENT_SERIAL(class_name, base_class_name, wSchema)                               \
   CObject* class_name::CreateObject() { return new class_name; }                             \
   NK_IMPLEMENT_RUNTIMECLASS(class_name, base_class_name, wSchema, &class_name::CreateObject) \
-  static const AFX_CLASSINIT _init_##class_name(RUNTIME_CLASS(class_name));
+  static const AFX_CLASSINIT NkClassInit_##class_name(RUNTIME_CLASS(class_name));

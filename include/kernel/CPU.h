@@ -6,9 +6,10 @@
 // The few instructions that C++ cannot express (reading the flags register,
 // toggling its ID flag, CPUID, XGETBV and the x87 control-word dance of
 // ResetFpu) are written with the compiler's intrinsics and a few lines of
-// inline assembly. Nothing is generated at run time, so there is no
-// executable-memory manager and no lock around code generation: the routines
-// exist from the moment the library is loaded.
+// inline assembly. Nothing is generated at run time: the Windows build
+// assembles these routines on first use into executable memory owned by
+// MemWrapper, under the ASM64Lock critical section; this build needs
+// neither, since the routines exist from the moment the library is loaded.
 #include <kernel/Export.h>
 #include <kernel/CString.h>
 #include <kernel/Sync.h>

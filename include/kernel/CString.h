@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <functional>
 #include <string_view>
+#include <type_traits>
 
 #include <kernel/Export.h>
 #include <kernel/WinTypes.h>
@@ -28,6 +29,8 @@ const U* Arg(const CStringT<U>& s) noexcept {
 }
 template <typename A>
 const A& Arg(const A& a) noexcept {
+  // Anything else with a copy constructor would reach the callee as garbage.
+  static_assert(std::is_trivially_copyable_v<A>, "pass .c_str() or .GetString() for string objects");
   return a;
 }
 }  // namespace NkFormatDetail

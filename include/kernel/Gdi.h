@@ -87,6 +87,8 @@ constexpr BYTE PC_NOCOLLAPSE = 0x04;
 
 // Base of the drawing objects; it only tracks whether an object was created.
 class NK_API CGdiObject : public CObject {
+  DECLARE_DYNAMIC(CGdiObject)
+
  public:
   ~CGdiObject() override;
   // Releases what the object holds; FALSE when it held nothing.
@@ -100,6 +102,8 @@ class NK_API CGdiObject : public CObject {
 
 // A logical palette: an ordered list of colours.
 class NK_API CPalette : public CGdiObject {
+  DECLARE_DYNAMIC(CPalette)
+
  public:
   CPalette();
   ~CPalette() override;

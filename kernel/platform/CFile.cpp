@@ -28,7 +28,17 @@ CString AbsolutePath(const wchar_t* path) {
   return full;
 }
 
+bool ParentExists(const std::string& path) {
+  size_t slash = path.find_last_of('/');
+  if (slash == std::string::npos) return true;  // the current folder
+  std::string parent = slash == 0 ? "/" : path.substr(0, slash);
+  struct stat st;
+  return ::stat(parent.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
 }  // namespace
+
+IMPLEMENT_DYNAMIC(CFile, CObject)
 
 CFile::CFile() noexcept : m_hFile(hFileNull), m_bCloseOnDelete(FALSE) {}
 
@@ -76,6 +86,9 @@ BOOL CFile::Open(const wchar_t* fileName, UINT openFlags, CFileException* error)
   int fd = ::open(path.c_str(), flags, 0666);
   if (fd < 0) {
     int err = errno;
+    // As on Windows, a missing folder is a bad path, a missing file in an
+    // existing folder is "not found".
+    if (err == ENOENT && !ParentExists(path)) return fail(CFileException::badPath, err);
     return fail(CFileException::ErrnoToException(err), err);
   }
   struct stat st;

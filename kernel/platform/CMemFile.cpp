@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+IMPLEMENT_DYNAMIC(CMemFile, CFile)
+
 CMemFile::CMemFile(UINT growBytes)
     : m_nGrowBytes(growBytes),
       m_nPosition(0),

@@ -33,7 +33,7 @@ class ScopedCLocale {
 
 enum class Size { None, Char, Short, Long32, Long64, LongDouble, Narrow, Wide };
 
-struct Spec {
+struct Directive {
   bool left = false, plus = false, space = false, alt = false, zero = false;
   int width = -1;      // -1: none
   int precision = -1;  // -1: none
@@ -46,7 +46,7 @@ void AppendAscii(std::basic_string<T>& out, const char* s, size_t n) {
   for (size_t i = 0; i < n; ++i) out += static_cast<T>(static_cast<unsigned char>(s[i]));
 }
 
-std::string NumericSpec(const Spec& sp, const char* length, char conv) {
+std::string NumericFormat(const Directive& sp, const char* length, char conv) {
   std::string f = "%";
   if (sp.left) f += '-';
   if (sp.plus) f += '+';
@@ -61,8 +61,8 @@ std::string NumericSpec(const Spec& sp, const char* length, char conv) {
 }
 
 template <typename T, typename V>
-void AppendNumber(std::basic_string<T>& out, const Spec& sp, const char* length, char conv, V value) {
-  std::string f = NumericSpec(sp, length, conv);
+void AppendNumber(std::basic_string<T>& out, const Directive& sp, const char* length, char conv, V value) {
+  std::string f = NumericFormat(sp, length, conv);
   char small[128];
   int n;
   {
@@ -84,7 +84,7 @@ void AppendNumber(std::basic_string<T>& out, const Spec& sp, const char* length,
 // Pads `text` to the field width. The framework pads with zeros when the '0'
 // flag is given, even for strings and characters.
 template <typename T>
-void AppendPadded(std::basic_string<T>& out, const Spec& sp, const std::basic_string<T>& text) {
+void AppendPadded(std::basic_string<T>& out, const Directive& sp, const std::basic_string<T>& text) {
   size_t width = sp.width > 0 ? static_cast<size_t>(sp.width) : 0;
   size_t pad = width > text.size() ? width - text.size() : 0;
   if (sp.left) {
@@ -135,7 +135,7 @@ void FormatEngine<T>::Run(std::basic_string<T>& out, const T* format, va_list ap
       out += *p++;
       continue;
     }
-    Spec sp;
+    Directive sp;
     for (;; ++p) {
       if (*p == '-') {
         sp.left = true;
@@ -265,14 +265,14 @@ void FormatEngine<T>::Run(std::basic_string<T>& out, const T* format, va_list ap
       }
       case 'p': {
         // All sixteen digits, upper case, no prefix.
-        Spec ps = sp;
+        Directive ps = sp;
         ps.alt = ps.plus = ps.space = ps.zero = false;
         ps.precision = 16;
         ps.width = -1;
         std::basic_string<T> digits;
         AppendNumber(digits, ps, "ll", 'X',
                      static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(va_arg(ap, void*))));
-        Spec pad = sp;
+        Directive pad = sp;
         pad.zero = false;
         AppendPadded(out, pad, digits);
         break;
@@ -306,8 +306,7 @@ void FormatEngine<T>::Run(std::basic_string<T>& out, const T* format, va_list ap
         break;
       }
       case 's':
-      case 'S':
-      case 'Z': {
+      case 'S': {
         bool wide;
         if (sp.size == Size::Short || sp.size == Size::Char) {
           wide = false;
@@ -319,22 +318,27 @@ void FormatEngine<T>::Run(std::basic_string<T>& out, const T* format, va_list ap
         const void* ptr = va_arg(ap, const void*);
         std::basic_string<T> text;
         if (!ptr) {
-          text = FromNarrow<T>("(null)", 6);
+          text = FromNarrow<T>("(null)", sp.precision >= 0 && sp.precision < 6 ? static_cast<size_t>(sp.precision) : 6);
         } else if (wide) {
           auto* s = static_cast<const wchar_t*>(ptr);
           size_t n = 0;
-          while (s[n] && (sp.precision < 0 || n < static_cast<size_t>(sp.precision))) ++n;
+          while ((sp.precision < 0 || n < static_cast<size_t>(sp.precision)) && s[n]) ++n;
           text = FromWide<T>(s, n);
+          if constexpr (!kWide) {
+            // The precision bounds the bytes written; never cut a character.
+            if (sp.precision >= 0 && text.size() > static_cast<size_t>(sp.precision)) {
+              size_t cut = static_cast<size_t>(sp.precision);
+              while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
+              text.resize(cut);
+            }
+          }
         } else {
+          // The precision bounds the bytes read, so buffers without a
+          // terminator are safe to print.
           auto* s = static_cast<const char*>(ptr);
           size_t n = 0;
-          // Without a precision the whole string is taken; with one, the
-          // precision counts characters of the result.
-          while (s[n] && (sp.precision < 0 || n < static_cast<size_t>(sp.precision) * 4)) ++n;
+          while ((sp.precision < 0 || n < static_cast<size_t>(sp.precision)) && s[n]) ++n;
           text = FromNarrow<T>(s, n);
-        }
-        if (sp.precision >= 0 && text.size() > static_cast<size_t>(sp.precision)) {
-          text.resize(static_cast<size_t>(sp.precision));
         }
         AppendPadded(out, sp, text);
         break;

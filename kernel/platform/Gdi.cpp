@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+IMPLEMENT_DYNAMIC(CGdiObject, CObject)
+IMPLEMENT_DYNAMIC(CPalette, CGdiObject)
+
 CGdiObject::~CGdiObject() = default;
 
 BOOL CGdiObject::DeleteObject() {

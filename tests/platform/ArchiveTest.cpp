@@ -332,6 +332,23 @@ TEST(Archive, BufferBoundariesAndLargeBlocks) {
       128);
 }
 
+TEST(Archive, UsesTheCallersBuffer) {
+  BYTE buffer[128];
+  std::memset(buffer, 0, sizeof buffer);
+  CMemFile file;
+  {
+    CArchive ar(&file, CArchive::store, sizeof buffer, buffer);
+    for (int i = 0; i < 300; ++i) ar << static_cast<BYTE>(i);
+  }
+  // 300 bytes through 128: the last partial load of 44 bytes sits at the front.
+  EXPECT_EQ(buffer[0], static_cast<BYTE>(256));
+  EXPECT_EQ(buffer[43], static_cast<BYTE>(299));
+  ASSERT_EQ(file.GetLength(), 300u);
+  EXPECT_EQ(file.GetBufferPtr()[299], static_cast<BYTE>(299));
+  BYTE tiny[16];
+  EXPECT_THROW(CArchive(&file, CArchive::load, sizeof tiny, tiny), CInvalidArgException);
+}
+
 TEST(Archive, CountsUseTheShortForm) {
   struct Case {
     DWORD_PTR count;

@@ -82,12 +82,12 @@ TEST(CFile, OpenFlagsDecideCreationAndTruncation) {
     CFile w(path, CFile::modeCreate | CFile::modeWrite);
     EXPECT_EQ(w.GetLength(), 0u);
   }
-  // The throwing constructor.
+  // The throwing constructor; a missing folder is a bad path, not a missing file.
   try {
-    CFile missing(dir.Path("none/x.bin"), CFile::modeRead);
+    CFile missing(dir.Path("none/x.bin"), CFile::modeCreate | CFile::modeWrite);
     ADD_FAILURE();
   } catch (const CFileException& e) {
-    EXPECT_EQ(e.m_cause, CFileException::fileNotFound);
+    EXPECT_EQ(e.m_cause, CFileException::badPath);
     EXPECT_GT(e.m_lOsError, 0);
   }
   // A folder is not a file.

@@ -59,6 +59,15 @@ TEST(CStringFormat, WidthPrecisionAndFlagsOnStrings) {
   EXPECT_STREQ(Fmt(L"[%*s]", -4, L"a"), L"[a   ]");  // negative width: left-justify
   EXPECT_STREQ(Fmt(L"[%.*s]", 2, L"abc"), L"[ab]");
   EXPECT_STREQ(Fmt(L"[%3c]", L'x'), L"[  x]");
+  // The precision bounds what is read: a buffer without a terminator is fine.
+  const char unterminated[3] = {'a', 'b', 'c'};
+  EXPECT_STREQ(Fmt(L"[%.3hs]", unterminated), L"[abc]");
+  EXPECT_STREQ(FmtA("[%.2s]", unterminated), "[ab]");
+  // Wide text into a narrow result: the precision counts bytes and never
+  // splits a character.
+  EXPECT_STREQ(FmtA("[%.3ls]", L"\u00E9\u00E9"), "[\xC3\xA9]");
+  EXPECT_STREQ(FmtA("[%.4ls]", L"\u00E9\u00E9"), "[\xC3\xA9\xC3\xA9]");
+  EXPECT_STREQ(Fmt(L"[%.2s]", static_cast<const wchar_t*>(nullptr)), L"[(n]");
 }
 
 TEST(CStringFormat, IntegersAndSizeModifiers) {
@@ -114,7 +123,7 @@ TEST(CStringFormat, FloatingPointInTheCLocaleWhateverTheProcessLocale) {
   EXPECT_GE(tried, 1);
 }
 
-TEST(CStringFormat, PointersPercentAndOddSpecs) {
+TEST(CStringFormat, PointersPercentAndUnknownConversions) {
   EXPECT_STREQ(Fmt(L"%p", reinterpret_cast<void*>(0xABCDEFu)), L"0000000000ABCDEF");
   EXPECT_STREQ(Fmt(L"[%18p]", reinterpret_cast<void*>(1)), L"[  0000000000000001]");
   EXPECT_STREQ(Fmt(L"100%%"), L"100%");

@@ -1,5 +1,6 @@
 #include <kernel/CArchive.h>
 #include <kernel/CObject.h>
+#include <kernel/Gdi.h>
 
 #include <gtest/gtest.h>
 
@@ -110,6 +111,16 @@ TEST(RuntimeClass, RecreatedObjectReadsWhatWasStored) {
   ASSERT_NE(obj, nullptr);
   obj->Serialize(ar);
   EXPECT_EQ(static_cast<Shapes::CSquare*>(obj.get())->m_side, 17);
+}
+
+TEST(RuntimeClass, LibraryClassesCarryTheirOwn) {
+  CMemFile mem;
+  const CFile& asFile = mem;
+  EXPECT_EQ(asFile.GetRuntimeClass(), RUNTIME_CLASS(CMemFile));
+  EXPECT_TRUE(asFile.IsKindOf(RUNTIME_CLASS(CFile)));
+  EXPECT_FALSE(CFile().IsKindOf(RUNTIME_CLASS(CMemFile)));
+  EXPECT_STREQ(RUNTIME_CLASS(CPalette)->m_lpszClassName, "CPalette");
+  EXPECT_TRUE(RUNTIME_CLASS(CPalette)->IsDerivedFrom(RUNTIME_CLASS(CGdiObject)));
 }
 
 TEST(RuntimeClass, DumpNamesTheClass) {
