@@ -9,6 +9,8 @@
 #include <kernel/PropHandler.h>
 #include <kernel/ClassProperty.h>
 #include <kernel/Variant.h>
+#include <kernel/Persist.h>
+#include <kernel/Dynamic.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
 #include <kernel/Region.h>
