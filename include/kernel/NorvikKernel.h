@@ -17,3 +17,4 @@
 #include <kernel/RectList.h>
 #include <kernel/CPU.h>
 #include <kernel/PerfCounter.h>
+#include <kernel/Matrix.h>

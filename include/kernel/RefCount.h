@@ -77,7 +77,9 @@ class NK_API CRefCount {
 // Holds one counted reference to a CRefCount-derived object (or nothing).
 // Assignment adds a reference to the new object, swaps it in atomically and
 // only then releases the old one, so self-assignment is harmless and several
-// threads may assign to the same holder at once.
+// threads may assign to the same holder at once. Reading a holder (copying
+// from it, dereferencing it) while another thread assigns to it is not safe:
+// the object read may lose its last reference in between.
 template <class T>
 class CPtr {
  public:
