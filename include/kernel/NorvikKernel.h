@@ -11,6 +11,9 @@
 #include <kernel/Variant.h>
 #include <kernel/Persist.h>
 #include <kernel/Dynamic.h>
+#include <kernel/VariantOps.h>
+#include <kernel/Hash.h>
+#include <kernel/MemoryPropertyBag.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
 #include <kernel/Region.h>
