@@ -161,22 +161,30 @@ void CVariant::InitUtf8(const char* text, size_t length) {
   InitHeap(CString(text, static_cast<int>(length)));
 }
 
-void CVariant::InitWide(const wchar_t* text, size_t length) {
-  char buffer[c_maxInlineString + 4];
-  char* out = buffer;
-  bool fits = length <= static_cast<size_t>(c_maxInlineString);
-  for (size_t i = 0; fits && i < length; ++i) {
+namespace {
+
+// The UTF-8 form of a wide text when it fits in the inline bytes; false for a
+// longer text and for values that are not characters (they keep their wide
+// form in a heap string).
+bool EncodeInline(const wchar_t* text, size_t length, unsigned char (&out)[12]) {
+  if (length > static_cast<size_t>(CVariant::c_maxInlineString)) return false;
+  char buffer[CVariant::c_maxInlineString + 4];
+  char* end = buffer;
+  for (size_t i = 0; i < length; ++i) {
     const uint32_t c = static_cast<uint32_t>(text[i]);
     const int n = Utf8Length(c);
-    if (n == 0 || c == 0 || (out - buffer) + n > c_maxInlineString) {
-      fits = false;
-    } else {
-      out = PutUtf8(out, c);
-    }
+    if (n == 0 || c == 0 || (end - buffer) + n > CVariant::c_maxInlineString) return false;
+    end = PutUtf8(end, c);
   }
-  if (fits) {
-    std::memset(m_bytes, 0, sizeof m_bytes);
-    std::memcpy(m_bytes, buffer, static_cast<size_t>(out - buffer));
+  std::memset(out, 0, sizeof out);
+  std::memcpy(out, buffer, static_cast<size_t>(end - buffer));
+  return true;
+}
+
+}  // namespace
+
+void CVariant::InitWide(const wchar_t* text, size_t length) {
+  if (EncodeInline(text, length, m_bytes)) {
     SetTag(tagInlineString);
     return;
   }
@@ -195,7 +203,11 @@ CVariant::CVariant(const char* utf8) {
 
 CVariant::CVariant(const CString& text) {
   SetTag(tagEmpty);
-  InitWide(text.GetString(), static_cast<size_t>(text.GetLength()));
+  if (EncodeInline(text.GetString(), static_cast<size_t>(text.GetLength()), m_bytes)) {
+    SetTag(tagInlineString);
+  } else {
+    InitHeap(text);  // shares the string's buffer: no copy of the characters
+  }
 }
 
 CVariant::CVariant(const CStringA& utf8) {
