@@ -18,8 +18,9 @@
 // row-major order. Loading an archive with an older schema byte reads
 // nothing more and leaves the matrix as it was; a newer one throws
 // CArchiveException (badSchema). A truncated archive throws (endOfFile)
-// without first allocating what the counts claim, and counts below -1
-// throw (badIndex); in both cases the matrix is left without shape.
+// without first allocating what the counts claim, and negative counts
+// other than the -1, -1 of a matrix without shape throw (badIndex); in both
+// cases the matrix is left without shape.
 //
 // The class is reference counted (hold shared instances in CPtr<CMatrix>)
 // and may equally live on the stack or by value.

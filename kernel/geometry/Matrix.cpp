@@ -615,7 +615,10 @@ void CMatrix::Serialize(CArchive& ar) {
   int cols = 0;
   int rows = 0;
   ar >> cols >> rows;
-  if (cols < -1 || rows < -1) AfxThrowArchiveException(CArchiveException::badIndex);
+  // Valid shapes are non-negative counts, or -1 for both (a matrix without
+  // shape stores itself that way).
+  const bool shapeless = cols == -1 && rows == -1;
+  if (!shapeless && (cols < 0 || rows < 0)) AfxThrowArchiveException(CArchiveException::badIndex);
   if (cols <= 0 || rows <= 0) {
     m_cols = cols;
     m_rows = rows;

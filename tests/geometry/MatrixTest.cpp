@@ -418,6 +418,7 @@ TEST(MatrixArchive, SchemasAndDamagedData) {
       {"truncated counts", {10, 2, 0, 0}, CArchiveException::endOfFile},
       {"enormous counts, no data", {10, 255, 255, 255, 127, 255, 255, 255, 127}, CArchiveException::endOfFile},
       {"negative count", {10, 251, 255, 255, 255, 2, 0, 0, 0}, CArchiveException::badIndex},
+      {"one count without shape", {10, 255, 255, 255, 255, 2, 0, 0, 0}, CArchiveException::badIndex},
   };
   for (const auto& c : bad) {
     SCOPED_TRACE(c.name);
