@@ -9,6 +9,12 @@
 #include <kernel/PropHandler.h>
 #include <kernel/ClassProperty.h>
 #include <kernel/Variant.h>
+#include <kernel/DiagnosticLog.h>
+#include <kernel/MemoryManager.h>
+#include <kernel/ResourceMonitor.h>
+#include <kernel/RawData.h>
+#include <kernel/MemoryReserve.h>
+#include <kernel/ExpMemFile.h>
 #include <kernel/Persist.h>
 #include <kernel/Dynamic.h>
 #include <kernel/VariantOps.h>

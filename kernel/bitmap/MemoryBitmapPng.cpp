@@ -412,6 +412,10 @@ void WriteFileAtomically(const std::string& path, const std::vector<uint8_t>& by
     ::unlink(temp.c_str());
     throw CImageFileException(path, std::string(what) + ": " + std::strerror(err));
   };
+  // A replaced file keeps its permissions.
+  struct stat old {};
+  if (::stat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode) && ::fchmod(fd, old.st_mode & 07777) != 0)
+    fail("cannot set file permissions");
   size_t done = 0;
   while (done < bytes.size()) {
     const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);

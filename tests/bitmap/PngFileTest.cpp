@@ -350,9 +350,11 @@ TEST(PngFile, FailedSaveLeavesTheOldFileAndNoLitter) {
   }
   EXPECT_EQ(entries, 2);
 
-  // A successful save replaces the file whole.
+  // A successful save replaces the file whole and keeps its permissions.
+  fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
   CMemoryBitmap other(2, 1, 8, ColourOrder::Mono);
   other.SavePNG(file.wstring().c_str());
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
   CPtr<CMemoryBitmap> back = CMemoryBitmap::LoadPNG(file.wstring().c_str());
   EXPECT_EQ(GetImageType(back.Get()), SF::MONO8);
   EXPECT_EQ(back->GetWidth(), 2);
