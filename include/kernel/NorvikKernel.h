@@ -14,3 +14,4 @@
 #include <kernel/RectList.h>
 #include <kernel/CPU.h>
 #include <kernel/PerfCounter.h>
+#include <kernel/SystemParameters.h>
