@@ -75,7 +75,8 @@ case "$mode" in
   fuzz)
     secs="${2:-20}"
     configure "$here/build/fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
-      -DCMAKE_CXX_COMPILER=clang++ -DNK_SANITIZE=address,undefined -DNK_BUILD_FUZZ=ON \
+      -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link \
+      -DNK_SANITIZE=address,undefined -DNK_BUILD_FUZZ=ON \
       -DNK_BUILD_TESTS=OFF -DNK_BUILD_BENCH=OFF -DNK_BUILD_TOOLS=OFF
     build "$here/build/fuzz"
     shopt -s nullglob

@@ -38,8 +38,11 @@ class NK_API CRefCount {
   }
 
   void AddRef() const noexcept { m_count.fetch_add(1, std::memory_order_relaxed); }
-  // Deletes the object when the count it found was 1.
-  void Release() const;
+  // Deletes the object when the count it found was 1. Only the thread that
+  // takes the count from 1 to 0 deletes.
+  void Release() const {
+    if (m_count.fetch_sub(1, std::memory_order_acq_rel) == 1) DeleteThis();
+  }
   // Drops a reference without ever deleting: for counts raised only to protect
   // a temporary.
   void ReleaseNoDel() const noexcept { m_count.fetch_sub(1, std::memory_order_acq_rel); }
@@ -74,7 +77,9 @@ class NK_API CRefCount {
 // Holds one counted reference to a CRefCount-derived object (or nothing).
 // Assignment adds a reference to the new object, swaps it in atomically and
 // only then releases the old one, so self-assignment is harmless and several
-// threads may assign to the same holder at once.
+// threads may assign to the same holder at once. Reading a holder (copying
+// from it, dereferencing it) while another thread assigns to it is not safe:
+// the object read may lose its last reference in between.
 template <class T>
 class CPtr {
  public:
@@ -86,7 +91,7 @@ class CPtr {
     if (p) p->AddRef();
   }
   CPtr(const CPtr& other) noexcept : CPtr(other.Get()) {}
-  CPtr(CPtr&& other) noexcept : m_p(other.m_p.exchange(nullptr, std::memory_order_acq_rel)) {}
+  CPtr(CPtr&& other) noexcept : m_p(other.TakeMovedFrom()) {}
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
   CPtr(const CPtr<U>& other) noexcept : CPtr(static_cast<T*>(other.Get())) {}
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
@@ -112,7 +117,7 @@ class CPtr {
   }
   CPtr& operator=(CPtr&& other) {
     // Taking the other's pointer first makes self-move a no-op.
-    Replace(other.m_p.exchange(nullptr, std::memory_order_acq_rel));
+    Replace(other.TakeMovedFrom());
     return *this;
   }
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
@@ -142,6 +147,14 @@ class CPtr {
   bool IsNull() const noexcept { return Get() == nullptr; }
 
  private:
+  // A holder being moved from belongs to the thread moving it, so its pointer
+  // is taken with plain loads and stores; only the holder assigned to is
+  // swapped atomically.
+  T* TakeMovedFrom() noexcept {
+    T* p = m_p.load(std::memory_order_relaxed);
+    m_p.store(nullptr, std::memory_order_relaxed);
+    return p;
+  }
   void Replace(T* p) {
     if (T* old = m_p.exchange(p, std::memory_order_acq_rel)) old->Release();
   }

@@ -1,12 +1,8 @@
 // norvik rects: runs rectangle-list operations read from a file or standard
 // input and prints the list after each; optionally draws the final list.
 // Also the demo step that pictures a union, a merge and a subtraction.
-//
-// The pictures are written with libpng directly: the library's own bitmap
-// class with PNG output is not available to this program yet.
+#include <kernel/MemoryBitmap.h>
 #include <kernel/RectList.h>
-
-#include <png.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -43,13 +39,23 @@ struct Raster {
     Fill(r - 1, t, r, b, colour);
   }
   void Save(const std::string& path) const {
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = png_uint_32(width);
-    image.height = png_uint_32(height);
-    image.format = PNG_FORMAT_RGBA;
-    if (!png_image_write_to_file(&image, path.c_str(), 0, pixels.data(), 0, nullptr))
-      throw Failure("cannot write " + path + ": " + image.message);
+    Kernel::CMemoryBitmap bitmap(width, height, 24, Kernel::ColourOrder::Rgb);
+    for (int y = 0; y < height; ++y) {
+      uint8_t* row = bitmap.GetBits(CPoint(0, y));
+      for (int x = 0; x < width; ++x) {
+        const uint32_t p = pixels[size_t(y) * width + x];
+        // The library's 24-bit Rgb layout keeps blue in the first byte, as a
+        // device-independent bitmap does.
+        row[3 * x] = uint8_t(p >> 16);
+        row[3 * x + 1] = uint8_t(p >> 8);
+        row[3 * x + 2] = uint8_t(p);
+      }
+    }
+    try {
+      bitmap.SavePNG(std::filesystem::path(path).wstring().c_str());
+    } catch (const std::exception& e) {
+      throw Failure("cannot write " + path + ": " + e.what());
+    }
   }
 };
 

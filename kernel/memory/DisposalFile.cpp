@@ -1,0 +1,247 @@
+#include "DisposalFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Kernel {
+namespace DisposalFile {
+namespace {
+
+// The bytes travel through a small per-thread buffer that stays in cache:
+// inverting on the way in and out then costs about what the system's own copy
+// would, where inverting the block in place would add two passes over it in
+// main memory. The size keeps system calls few and the buffer in L2.
+constexpr size_t kBounce = 256 * 1024;
+// Without that buffer (no memory for it), the block is inverted in place in
+// chunks, each still in cache when write() copies it out.
+constexpr size_t kChunk = 512 * 1024;
+
+// Allocated on a thread's first disposal and kept: under memory pressure,
+// when disposal matters, it is already there. Null if it cannot be had.
+unsigned char* Bounce() {
+  thread_local std::unique_ptr<unsigned char[]> buffer(new (std::nothrow) unsigned char[kBounce]);
+  return buffer.get();
+}
+
+// Sixteen-byte vectors, four at a time: the loop runs at memory speed. The
+// memcpy calls keep it free of alignment and aliasing assumptions and
+// compile to plain unaligned vector loads and stores.
+typedef uint64_t Vector __attribute__((vector_size(16)));
+
+void InvertInto(unsigned char* target, const unsigned char* source, size_t n) {
+  size_t i = 0;
+  for (; i + 64 <= n; i += 64) {
+    Vector a, b, c, d;
+    std::memcpy(&a, source + i, 16);
+    std::memcpy(&b, source + i + 16, 16);
+    std::memcpy(&c, source + i + 32, 16);
+    std::memcpy(&d, source + i + 48, 16);
+    a = ~a;
+    b = ~b;
+    c = ~c;
+    d = ~d;
+    std::memcpy(target + i, &a, 16);
+    std::memcpy(target + i + 16, &b, 16);
+    std::memcpy(target + i + 32, &c, 16);
+    std::memcpy(target + i + 48, &d, 16);
+  }
+  for (; i < n; ++i) target[i] = static_cast<unsigned char>(~source[i]);
+}
+
+struct Folder {
+  std::mutex lock;
+  CString wide;
+  std::string utf8;
+};
+
+// Never destroyed: a block that outlives the memory manager at process exit
+// must still be able to delete its file.
+Folder& TheFolder() {
+  static Folder* folder = new Folder;
+  return *folder;
+}
+
+bool WriteAll(int fd, const unsigned char* p, size_t n) {
+  while (n > 0) {
+    const ssize_t done = ::write(fd, p, n);
+    if (done < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    if (done == 0) return false;
+    p += done;
+    n -= static_cast<size_t>(done);
+  }
+  return true;
+}
+
+// Reads until n bytes or the end of the file; returns the count or -1.
+int64_t ReadSome(int fd, unsigned char* p, size_t n) {
+  size_t total = 0;
+  while (total < n) {
+    const ssize_t done = ::read(fd, p + total, n - total);
+    if (done < 0) {
+      if (errno == EINTR) continue;
+      return -1;
+    }
+    if (done == 0) break;
+    total += static_cast<size_t>(done);
+  }
+  return static_cast<int64_t>(total);
+}
+
+// A fresh file at path, or -1. O_EXCL with O_NOFOLLOW refuses any existing
+// entry, a symbolic link included; such an entry (a stale file of a crashed
+// run, or something planted) is unlinked and creation tried again. unlink
+// removes the name only, never the file a link points to.
+int CreateFresh(const std::string& path) {
+  for (int attempt = 0; attempt < 16; ++attempt) {
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd >= 0) return fd;
+    if (errno == EINTR) continue;
+    if (errno != EEXIST) return -1;
+    if (::unlink(path.c_str()) != 0 && errno != ENOENT) return -1;
+  }
+  return -1;
+}
+
+void AppendUtf8(std::string& out, uint32_t c) {
+  if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
+  if (c < 0x80) {
+    out += static_cast<char>(c);
+  } else if (c < 0x800) {
+    out += static_cast<char>(0xC0 | (c >> 6));
+    out += static_cast<char>(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    out += static_cast<char>(0xE0 | (c >> 12));
+    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (c & 0x3F));
+  } else {
+    out += static_cast<char>(0xF0 | (c >> 18));
+    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (c & 0x3F));
+  }
+}
+
+std::string LeafName(const void* block) {
+  char leaf[32];
+  const auto low = static_cast<unsigned>(reinterpret_cast<uintptr_t>(block) & 0xFFFFFFFFu);
+  std::snprintf(leaf, sizeof leaf, "/%x.dat", low);
+  return leaf;
+}
+
+}  // namespace
+
+std::string ToUtf8(const wchar_t* text) {
+  std::string out;
+  if (text == nullptr) return out;
+  for (; *text != 0; ++text) AppendUtf8(out, static_cast<uint32_t>(*text));
+  return out;
+}
+
+void SetFolder(const CString& folder) {
+  Folder& f = TheFolder();
+  std::string utf8 = ToUtf8(folder.GetString());
+  std::lock_guard<std::mutex> hold(f.lock);
+  f.wide = folder;
+  f.utf8 = std::move(utf8);
+}
+
+CString GetFolder() {
+  Folder& f = TheFolder();
+  std::lock_guard<std::mutex> hold(f.lock);
+  return f.wide;
+}
+
+bool HasFolder() {
+  Folder& f = TheFolder();
+  std::lock_guard<std::mutex> hold(f.lock);
+  return !f.utf8.empty();
+}
+
+std::string Utf8Name(const void* block) {
+  Folder& f = TheFolder();
+  std::string folder;
+  {
+    std::lock_guard<std::mutex> hold(f.lock);
+    folder = f.utf8;
+  }
+  return folder + LeafName(block);
+}
+
+CString WideName(const void* block) {
+  CString name = GetFolder();
+  const std::string leaf = LeafName(block);
+  std::wstring wleaf(leaf.begin(), leaf.end());  // ASCII only
+  name += wleaf.c_str();
+  return name;
+}
+
+void Invert(unsigned char* bytes, size_t n) { InvertInto(bytes, bytes, n); }
+
+bool Write(const std::string& path, unsigned char* data, uint64_t size) {
+  const int fd = CreateFresh(path);
+  if (fd < 0) return false;
+  unsigned char* bounce = Bounce();
+  uint64_t done = 0;
+  bool ok = true;
+  while (ok && done < size) {
+    const size_t n = static_cast<size_t>(std::min<uint64_t>(bounce != nullptr ? kBounce : kChunk, size - done));
+    if (bounce != nullptr) {
+      InvertInto(bounce, data + done, n);
+      ok = WriteAll(fd, bounce, n);
+    } else {
+      Invert(data + done, n);
+      ok = WriteAll(fd, data + done, n);
+    }
+    done += n;
+  }
+  if (::close(fd) != 0) ok = false;
+  if (!ok) {
+    if (bounce == nullptr) Invert(data, static_cast<size_t>(done));
+    ::unlink(path.c_str());
+  }
+  return ok;
+}
+
+int64_t Read(const std::string& path, unsigned char* buffer, uint64_t size) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) return -1;
+  struct stat st;
+  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    ::close(fd);
+    return -1;
+  }
+  unsigned char* bounce = Bounce();
+  uint64_t done = 0;
+  while (done < size) {
+    const size_t n = static_cast<size_t>(std::min<uint64_t>(bounce != nullptr ? kBounce : kChunk, size - done));
+    const int64_t got = ReadSome(fd, bounce != nullptr ? bounce : buffer + done, n);
+    if (got <= 0) break;
+    if (bounce != nullptr) {
+      InvertInto(buffer + done, bounce, static_cast<size_t>(got));
+    } else {
+      Invert(buffer + done, static_cast<size_t>(got));
+    }
+    done += static_cast<uint64_t>(got);
+    if (static_cast<size_t>(got) < n) break;
+  }
+  ::close(fd);
+  ::unlink(path.c_str());
+  return static_cast<int64_t>(done);
+}
+
+void Remove(const std::string& path) { ::unlink(path.c_str()); }
+
+}  // namespace DisposalFile
+}  // namespace Kernel
