@@ -79,10 +79,11 @@ struct PngRecipe {
 bool WritePngCore(png_structp png, png_infop info, std::FILE* f, const PngRecipe* recipe, png_bytepp rows) {
   if (setjmp(png_jmpbuf(png))) return false;
   png_init_io(png, f);
-  png_set_IHDR(png, info, static_cast<png_uint_32>(recipe->width), static_cast<png_uint_32>(recipe->height), recipe->depth,
-               recipe->colourType, recipe->interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+  png_set_IHDR(png, info, static_cast<png_uint_32>(recipe->width), static_cast<png_uint_32>(recipe->height),
+               recipe->depth, recipe->colourType, recipe->interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  if (!recipe->palette.empty()) png_set_PLTE(png, info, recipe->palette.data(), static_cast<int>(recipe->palette.size()));
+  if (!recipe->palette.empty())
+    png_set_PLTE(png, info, recipe->palette.data(), static_cast<int>(recipe->palette.size()));
   if (!recipe->paletteAlpha.empty())
     png_set_tRNS(png, info, recipe->paletteAlpha.data(), static_cast<int>(recipe->paletteAlpha.size()), nullptr);
   if (recipe->greyKey) png_set_tRNS(png, info, nullptr, 0, &recipe->key);
