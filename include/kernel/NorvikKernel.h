@@ -31,3 +31,4 @@
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
 #include <kernel/MemoryBitmap.h>
+#include <kernel/SystemParameters.h>
