@@ -4,3 +4,6 @@ find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(PNG REQUIRED)
 set(NK_PRIVATE_LIBS PNG::PNG)
+# pugixml reads and writes the XML property bag.
+find_package(pugixml REQUIRED)
+list(APPEND NK_PRIVATE_LIBS pugixml::pugixml)

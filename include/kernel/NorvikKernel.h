@@ -8,6 +8,7 @@
 #include <kernel/TypeName.h>
 #include <kernel/PropHandler.h>
 #include <kernel/ClassProperty.h>
+#include <kernel/Variant.h>
 #include <kernel/DiagnosticLog.h>
 #include <kernel/MemoryManager.h>
 #include <kernel/ResourceMonitor.h>
@@ -16,6 +17,9 @@
 #include <kernel/ExpMemFile.h>
 #include <kernel/Persist.h>
 #include <kernel/Dynamic.h>
+#include <kernel/VariantOps.h>
+#include <kernel/Hash.h>
+#include <kernel/MemoryPropertyBag.h>
 #include <kernel/Ease.h>
 #include <kernel/NR.h>
 #include <kernel/Region.h>
@@ -30,3 +34,4 @@
 #include <kernel/PixelIterator.h>
 #include <kernel/CopyPixels.h>
 #include <kernel/PixelOperations.h>
+#include <kernel/SystemParameters.h>

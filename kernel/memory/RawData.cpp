@@ -122,8 +122,9 @@ class RefRawData<A>::Pin {
   ~Pin() { m_block.UnpinContents(); }
   Pin(const Pin&) = delete;
   Pin& operator=(const Pin&) = delete;
-  // False when the contents could not be read back for lack of memory.
-  bool Resident() const { return !m_block.IsFlushed(); }
+  // False when the contents could not be read back for lack of memory, or
+  // when an archive load found no memory for them (a size without data).
+  bool Resident() const { return !m_block.IsFlushed() && (m_block.m_data != nullptr || m_block.m_size == 0); }
 
  private:
   const RefRawData& m_block;

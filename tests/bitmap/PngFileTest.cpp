@@ -66,7 +66,7 @@ void FillRandom(CBaseBitmap& bm, unsigned seed) {
 
 // An independent PNG writer straight on libpng, for layouts the library does
 // not write itself (interlaced, sub-byte grey, transparency chunks).
-struct PngSpec {
+struct PngRecipe {
   int width = 0, height = 0, depth = 8, colourType = PNG_COLOR_TYPE_GRAY;
   bool interlaced = false;
   std::vector<Bytes> rows = {};  // PNG byte order (big-endian samples)
@@ -76,30 +76,31 @@ struct PngSpec {
   png_color_16 key{};
 };
 
-bool WritePngCore(png_structp png, png_infop info, std::FILE* f, const PngSpec* spec, png_bytepp rows) {
+bool WritePngCore(png_structp png, png_infop info, std::FILE* f, const PngRecipe* recipe, png_bytepp rows) {
   if (setjmp(png_jmpbuf(png))) return false;
   png_init_io(png, f);
-  png_set_IHDR(png, info, static_cast<png_uint_32>(spec->width), static_cast<png_uint_32>(spec->height), spec->depth,
-               spec->colourType, spec->interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+  png_set_IHDR(png, info, static_cast<png_uint_32>(recipe->width), static_cast<png_uint_32>(recipe->height),
+               recipe->depth, recipe->colourType, recipe->interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  if (!spec->palette.empty()) png_set_PLTE(png, info, spec->palette.data(), static_cast<int>(spec->palette.size()));
-  if (!spec->paletteAlpha.empty())
-    png_set_tRNS(png, info, spec->paletteAlpha.data(), static_cast<int>(spec->paletteAlpha.size()), nullptr);
-  if (spec->greyKey) png_set_tRNS(png, info, nullptr, 0, &spec->key);
+  if (!recipe->palette.empty())
+    png_set_PLTE(png, info, recipe->palette.data(), static_cast<int>(recipe->palette.size()));
+  if (!recipe->paletteAlpha.empty())
+    png_set_tRNS(png, info, recipe->paletteAlpha.data(), static_cast<int>(recipe->paletteAlpha.size()), nullptr);
+  if (recipe->greyKey) png_set_tRNS(png, info, nullptr, 0, &recipe->key);
   png_write_info(png, info);
   png_write_image(png, rows);
   png_write_end(png, info);
   return true;
 }
 
-void WritePngFile(const fs::path& path, PngSpec spec) {
+void WritePngFile(const fs::path& path, PngRecipe recipe) {
   std::FILE* f = std::fopen(path.c_str(), "wb");
   ASSERT_NE(f, nullptr);
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png_create_info_struct(png);
   std::vector<png_bytep> rows;
-  for (Bytes& r : spec.rows) rows.push_back(r.data());
-  const bool ok = WritePngCore(png, info, f, &spec, rows.data());
+  for (Bytes& r : recipe.rows) rows.push_back(r.data());
+  const bool ok = WritePngCore(png, info, f, &recipe, rows.data());
   png_destroy_write_struct(&png, &info);
   std::fclose(f);
   ASSERT_TRUE(ok);
@@ -204,7 +205,7 @@ TEST(PngFile, ReadsLayoutsFromOtherWriters) {
   TempFolder dir;
   struct Row {
     const char* what;
-    PngSpec spec;
+    PngRecipe recipe;
     SF::Type format;
     std::vector<Bytes> expected;  // displayed rows of pixel bytes
   };
@@ -233,7 +234,7 @@ TEST(PngFile, ReadsLayoutsFromOtherWriters) {
   for (const Row& r : rows) {
     SCOPED_TRACE(r.what);
     const fs::path file = dir / "other.png";
-    WritePngFile(file, r.spec);
+    WritePngFile(file, r.recipe);
     CPtr<CMemoryBitmap> bm = CMemoryBitmap::LoadPNG(file.wstring().c_str());
     EXPECT_EQ(GetImageType(bm.Get()), r.format);
     ASSERT_EQ(bm->GetHeight(), static_cast<int>(r.expected.size()));
@@ -244,13 +245,13 @@ TEST(PngFile, ReadsLayoutsFromOtherWriters) {
 TEST(PngFile, TransparencyChunksBecomeAlpha) {
   TempFolder dir;
   const fs::path file = dir / "trns.png";
-  PngSpec palette{2, 1, 8, PNG_COLOR_TYPE_PALETTE, false, {{0, 1}}, {{10, 20, 30}, {40, 50, 60}}, {0, 255}};
+  PngRecipe palette{2, 1, 8, PNG_COLOR_TYPE_PALETTE, false, {{0, 1}}, {{10, 20, 30}, {40, 50, 60}}, {0, 255}};
   WritePngFile(file, palette);
   CPtr<CMemoryBitmap> bm = CMemoryBitmap::LoadPNG(file.wstring().c_str());
   EXPECT_EQ(GetImageType(bm.Get()), SF::BGR32);
   EXPECT_EQ(RowBytes(*bm, 0), (Bytes{10, 20, 30, 0, 40, 50, 60, 255}));
 
-  PngSpec grey{3, 1, 8, PNG_COLOR_TYPE_GRAY, false, {{5, 9, 5}}};
+  PngRecipe grey{3, 1, 8, PNG_COLOR_TYPE_GRAY, false, {{5, 9, 5}}};
   grey.greyKey = true;
   grey.key.gray = 5;
   WritePngFile(file, grey);
