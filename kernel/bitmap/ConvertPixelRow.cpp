@@ -22,6 +22,12 @@ struct RowPair {
   RowFn fast;
 };
 
+// The row entry the skeleton takes, with ordinary (cached) stores.
+template <int DT, bool W, int ST>
+void FastRow(const Ctx& c, uint8_t* d, uint8_t* da, int dx, const uint8_t* s, const uint8_t* sa, int sx, int n) {
+  ConvertRow<DT, W, ST, W>(c, d, da, dx, s, sa, sx, n, false);
+}
+
 template <int DT, bool W, int ST>
 constexpr RowPair Entry() {
   if constexpr (DT == 0 || ST == 0) {
@@ -29,7 +35,7 @@ constexpr RowPair Entry() {
   } else if constexpr (W && !(HasWide(DT) && HasWide(ST))) {
     return {nullptr, nullptr};
   } else {
-    return {&ConvertRowScalar<DT, W, ST, W>, &ConvertRow<DT, W, ST, W>};
+    return {&ConvertRowScalar<DT, W, ST, W>, &FastRow<DT, W, ST>};
   }
 }
 

@@ -17,8 +17,23 @@ namespace {
 
 const bool c_ssse3 = IsSSSE3Available();
 
+// Stores that bypass the cache when the caller writes more than the cache
+// holds: the destination lines are then not read before being written.
+template <bool NT>
+inline void Put(uint8_t* d, __m128i v) {
+  if constexpr (NT)
+    _mm_stream_si128(reinterpret_cast<__m128i*>(d), v);
+  else
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), v);
+}
+
+// Streams only into 16-byte aligned rows; every vector step below advances
+// the destination by a multiple of 16 bytes, so the start decides.
+inline bool Streamable(const uint8_t* d, bool stream) { return stream && (reinterpret_cast<uintptr_t>(d) & 15) == 0; }
+
 // 16 pixels of 3 bytes (48 bytes in three loads) to 16 pixels of 4 bytes,
 // through a shuffle that places each triple and sets the fourth byte.
+template <bool NT>
 __attribute__((target("ssse3"))) int Widen24Ssse3(uint8_t* d, const uint8_t* s, int n, bool swap, uint8_t alpha) {
   const __m128i shuf = swap ? _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1)
                             : _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
@@ -32,10 +47,10 @@ __attribute__((target("ssse3"))) int Widen24Ssse3(uint8_t* d, const uint8_t* s, 
     const __m128i p1 = _mm_alignr_epi8(b, a, 12);
     const __m128i p2 = _mm_alignr_epi8(c, b, 8);
     const __m128i p3 = _mm_srli_si128(c, 4);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_or_si128(_mm_shuffle_epi8(p0, shuf), fill));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16), _mm_or_si128(_mm_shuffle_epi8(p1, shuf), fill));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 32), _mm_or_si128(_mm_shuffle_epi8(p2, shuf), fill));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 48), _mm_or_si128(_mm_shuffle_epi8(p3, shuf), fill));
+    Put<NT>(d, _mm_or_si128(_mm_shuffle_epi8(p0, shuf), fill));
+    Put<NT>(d + 16, _mm_or_si128(_mm_shuffle_epi8(p1, shuf), fill));
+    Put<NT>(d + 32, _mm_or_si128(_mm_shuffle_epi8(p2, shuf), fill));
+    Put<NT>(d + 48, _mm_or_si128(_mm_shuffle_epi8(p3, shuf), fill));
   }
   return i;
 }
@@ -53,6 +68,7 @@ int Widen24Words(uint8_t* d, const uint8_t* s, int n, bool swap, uint8_t alpha) 
   return i;
 }
 
+template <bool NT>
 __attribute__((target("ssse3"))) int Narrow32Ssse3(uint8_t* d, const uint8_t* s, int n) {
   const __m128i shuf = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
   int i = 0;
@@ -61,9 +77,9 @@ __attribute__((target("ssse3"))) int Narrow32Ssse3(uint8_t* d, const uint8_t* s,
     const __m128i b = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16)), shuf);
     const __m128i c = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 32)), shuf);
     const __m128i e = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 48)), shuf);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_or_si128(a, _mm_slli_si128(b, 12)));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16), _mm_or_si128(_mm_srli_si128(b, 4), _mm_slli_si128(c, 8)));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 32), _mm_or_si128(_mm_srli_si128(c, 8), _mm_slli_si128(e, 4)));
+    Put<NT>(d, _mm_or_si128(a, _mm_slli_si128(b, 12)));
+    Put<NT>(d + 16, _mm_or_si128(_mm_srli_si128(b, 4), _mm_slli_si128(c, 8)));
+    Put<NT>(d + 32, _mm_or_si128(_mm_srli_si128(c, 8), _mm_slli_si128(e, 4)));
   }
   return i;
 }
@@ -78,23 +94,31 @@ int Narrow32Words(uint8_t* d, const uint8_t* s, int n) {
 
 }  // namespace
 
-int SimdRgb24ToRgb32(uint8_t* d, const uint8_t* s, int n, uint8_t alpha) {
-  return c_ssse3 ? Widen24Ssse3(d, s, n, false, alpha) : Widen24Words(d, s, n, false, alpha);
+int SimdRgb24ToRgb32(uint8_t* d, const uint8_t* s, int n, uint8_t alpha, bool stream) {
+  if (!c_ssse3) return Widen24Words(d, s, n, false, alpha);
+  return Streamable(d, stream) ? Widen24Ssse3<true>(d, s, n, false, alpha) : Widen24Ssse3<false>(d, s, n, false, alpha);
 }
 
-int SimdSwap24To32(uint8_t* d, const uint8_t* s, int n, uint8_t alpha) {
-  return c_ssse3 ? Widen24Ssse3(d, s, n, true, alpha) : Widen24Words(d, s, n, true, alpha);
+int SimdSwap24To32(uint8_t* d, const uint8_t* s, int n, uint8_t alpha, bool stream) {
+  if (!c_ssse3) return Widen24Words(d, s, n, true, alpha);
+  return Streamable(d, stream) ? Widen24Ssse3<true>(d, s, n, true, alpha) : Widen24Ssse3<false>(d, s, n, true, alpha);
 }
 
-int SimdRgb32ToRgb24(uint8_t* d, const uint8_t* s, int n) {
-  return c_ssse3 ? Narrow32Ssse3(d, s, n) : Narrow32Words(d, s, n);
+int SimdRgb32ToRgb24(uint8_t* d, const uint8_t* s, int n, bool stream) {
+  if (!c_ssse3) return Narrow32Words(d, s, n);
+  return Streamable(d, stream) ? Narrow32Ssse3<true>(d, s, n) : Narrow32Ssse3<false>(d, s, n);
 }
+
+void SimdFence() { _mm_sfence(); }
+
+namespace {
 
 // (r + g + b) / 3: the three channel bytes summed in 32-bit lanes, packed to
 // 16 bits and divided by 3 as (x * 0xAAAB) >> 17, exact for x <= 765. The
 // sum does not depend on the channel order, only on the alpha byte being
 // the fourth.
-int SimdRgb32ToMono8(uint8_t* d, const uint8_t* s, int n, int, int, int) {
+template <bool NT>
+int SimdRgb32ToMono8Impl(uint8_t* d, const uint8_t* s, int n, int, int, int) {
   const __m128i lo = _mm_set1_epi32(0xFF);
   const __m128i third = _mm_set1_epi16(static_cast<short>(0xAAAB));
   auto sum4 = [&](const uint8_t* p) {
@@ -108,14 +132,15 @@ int SimdRgb32ToMono8(uint8_t* d, const uint8_t* s, int n, int, int, int) {
     const __m128i b = _mm_packs_epi32(sum4(s + 32), sum4(s + 48));
     const __m128i ga = _mm_srli_epi16(_mm_mulhi_epu16(a, third), 1);
     const __m128i gb = _mm_srli_epi16(_mm_mulhi_epu16(b, third), 1);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(ga, gb));
+    Put<NT>(d, _mm_packus_epi16(ga, gb));
   }
   return i;
 }
 
 // The high byte of each 16-bit channel: shift the words down and pack. The
 // swap exchanges words 0 and 2 of each pixel first.
-int SimdHigh64To32(uint8_t* d, const uint8_t* s, int n, bool swap) {
+template <bool NT>
+int SimdHigh64To32Impl(uint8_t* d, const uint8_t* s, int n, bool swap) {
   int i = 0;
   for (; i + 4 <= n; i += 4, s += 32, d += 16) {
     __m128i a = _mm_srli_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)), 8);
@@ -124,7 +149,7 @@ int SimdHigh64To32(uint8_t* d, const uint8_t* s, int n, bool swap) {
       a = _mm_shufflehi_epi16(_mm_shufflelo_epi16(a, _MM_SHUFFLE(3, 0, 1, 2)), _MM_SHUFFLE(3, 0, 1, 2));
       b = _mm_shufflehi_epi16(_mm_shufflelo_epi16(b, _MM_SHUFFLE(3, 0, 1, 2)), _MM_SHUFFLE(3, 0, 1, 2));
     }
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, b));
+    Put<NT>(d, _mm_packus_epi16(a, b));
   }
   return i;
 }
@@ -132,7 +157,8 @@ int SimdHigh64To32(uint8_t* d, const uint8_t* s, int n, bool swap) {
 // 5-6-5 to bytes blue, green, red, 255, rounded to nearest as the scalar
 // rule: round(v * 255 / 31) = (v * 527 + 23) >> 6, round(v * 255 / 63) =
 // (v * 259 + 33) >> 6 (both exact over their ranges).
-int SimdRgb16ToRgb32(uint8_t* d, const uint8_t* s, int n) {
+template <bool NT>
+int SimdRgb16ToRgb32Impl(uint8_t* d, const uint8_t* s, int n) {
   const __m128i m5 = _mm_set1_epi16(31), m6 = _mm_set1_epi16(63);
   const __m128i k527 = _mm_set1_epi16(527), k259 = _mm_set1_epi16(259);
   const __m128i k23 = _mm_set1_epi16(23), k33 = _mm_set1_epi16(33);
@@ -148,8 +174,8 @@ int SimdRgb16ToRgb32(uint8_t* d, const uint8_t* s, int n) {
     const __m128i b = _mm_srli_epi16(_mm_add_epi16(_mm_mullo_epi16(b5, k527), k23), 6);
     const __m128i bg = _mm_or_si128(b, _mm_slli_epi16(g, 8));
     const __m128i ra = _mm_or_si128(r, opaque);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi16(bg, ra));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16), _mm_unpackhi_epi16(bg, ra));
+    Put<NT>(d, _mm_unpacklo_epi16(bg, ra));
+    Put<NT>(d + 16, _mm_unpackhi_epi16(bg, ra));
   }
   return i;
 }
@@ -157,7 +183,8 @@ int SimdRgb16ToRgb32(uint8_t* d, const uint8_t* s, int n) {
 // CMYK bytes to blue, green, red, 255: each channel (255 - ink)(255 - k)
 // divided by 255 rounded, (x * 257 + 256) >> 16, which in 16-bit lanes is
 // (x + (x >> 8) + 1) >> 8.
-int SimdCmykToRgb32(uint8_t* d, const uint8_t* s, int n) {
+template <bool NT>
+int SimdCmykToRgb32Impl(uint8_t* d, const uint8_t* s, int n) {
   const __m128i zero = _mm_setzero_si128();
   const __m128i full = _mm_set1_epi16(255);
   const __m128i one = _mm_set1_epi16(1);
@@ -176,9 +203,29 @@ int SimdCmykToRgb32(uint8_t* d, const uint8_t* s, int n) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
     const __m128i lo = two(_mm_unpacklo_epi8(v, zero));
     const __m128i hi = two(_mm_unpackhi_epi8(v, zero));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(lo, hi));
+    Put<NT>(d, _mm_packus_epi16(lo, hi));
   }
   return i;
+}
+
+}  // namespace
+
+int SimdRgb32ToMono8(uint8_t* d, const uint8_t* s, int n, int r, int g, int b, bool stream) {
+  (void)r, (void)g, (void)b;
+  return Streamable(d, stream) ? SimdRgb32ToMono8Impl<true>(d, s, n, 0, 0, 0)
+                               : SimdRgb32ToMono8Impl<false>(d, s, n, 0, 0, 0);
+}
+
+int SimdHigh64To32(uint8_t* d, const uint8_t* s, int n, bool swap, bool stream) {
+  return Streamable(d, stream) ? SimdHigh64To32Impl<true>(d, s, n, swap) : SimdHigh64To32Impl<false>(d, s, n, swap);
+}
+
+int SimdRgb16ToRgb32(uint8_t* d, const uint8_t* s, int n, bool stream) {
+  return Streamable(d, stream) ? SimdRgb16ToRgb32Impl<true>(d, s, n) : SimdRgb16ToRgb32Impl<false>(d, s, n);
+}
+
+int SimdCmykToRgb32(uint8_t* d, const uint8_t* s, int n, bool stream) {
+  return Streamable(d, stream) ? SimdCmykToRgb32Impl<true>(d, s, n) : SimdCmykToRgb32Impl<false>(d, s, n);
 }
 
 }  // namespace Kernel::convert

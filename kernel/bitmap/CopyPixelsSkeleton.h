@@ -112,6 +112,8 @@ bool CopyPair(typename Fmt<DT, DW>::Iterator& d, typename Fmt<ST, SW>::Iterator&
   if constexpr (S::indexed && !(DT == ST)) FillSourcePalette(ctx, s);
   if constexpr (D::indexed && !(DT == ST)) ctx.dst.Set(d.GetPaletteEntries(), d.GetPaletteSize());
 
+  // A destination larger than the cache is written around it.
+  const bool stream = int64_t{dw} * dh * std::max(1, D::bytes) >= (int64_t{4} << 20);
   for (int y = 0; y < dh; ++y) {
     uint8_t* drow = d.RowAddress(dc.top + y);
     uint8_t* darow = D::alphaPlane ? d.AlphaRowAddress(dc.top + y) : nullptr;
@@ -119,11 +121,12 @@ bool CopyPair(typename Fmt<DT, DW>::Iterator& d, typename Fmt<ST, SW>::Iterator&
     if (y < sh) {
       const uint8_t* srow = s.RowAddress(sc.top + y);
       const uint8_t* sarow = S::alphaPlane ? s.AlphaRowAddress(sc.top + y) : nullptr;
-      ConvertRow<DT, DW, ST, SW>(ctx, drow, darow, dc.left, srow, sarow, sc.left, sw);
+      ConvertRow<DT, DW, ST, SW>(ctx, drow, darow, dc.left, srow, sarow, sc.left, sw, stream);
       from = sw;
     }
     for (int x = from; x < dw; ++x) D::Zero(drow, darow, dc.left + x);
   }
+  if (stream) SimdFence();
   return true;
 }
 
