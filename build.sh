@@ -5,7 +5,7 @@
 #   bash build.sh test          build, then run every test
 #   bash build.sh sanitize      every test again under AddressSanitizer + UBSan
 #   bash build.sh tsan          the threaded tests under ThreadSanitizer
-#   bash build.sh fuzz [SECS]   build the libFuzzer targets with clang, run each briefly
+#   bash build.sh fuzz [SECS]   build everything with clang, run each libFuzzer target briefly
 #   bash build.sh install-check install into a temporary prefix, build consumers against it
 #   bash build.sh bench         build and run the benchmarks (slow; not part of CI)
 set -euo pipefail
@@ -76,8 +76,9 @@ case "$mode" in
     secs="${2:-20}"
     configure "$here/build/fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
       -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link \
-      -DNK_SANITIZE=address,undefined -DNK_BUILD_FUZZ=ON \
-      -DNK_BUILD_TESTS=OFF -DNK_BUILD_BENCH=OFF -DNK_BUILD_TOOLS=OFF
+      -DNK_SANITIZE=address,undefined -DNK_BUILD_FUZZ=ON
+    # This pass is also the clang build of everything (tests, tools, benchmarks),
+    # so both compilers keep the warnings-as-errors build clean.
     build "$here/build/fuzz"
     shopt -s nullglob
     for src in "$here"/fuzz/*.cpp; do
