@@ -10,6 +10,7 @@
 #include <kernel/Export.h>
 #include <kernel/Gdi.h>
 #include <kernel/PixelFormat.h>
+#include <kernel/PixelIterator.h>
 #include <kernel/PropHandler.h>
 #include <kernel/RefCount.h>
 
@@ -140,6 +141,67 @@ class NK_API CBaseBitmap : public CObject, public CRefCount, public IPropHandler
 
   // --- Iteration --------------------------------------------------------
   virtual PixelIteratorType GetIteratorType() const;
+  // Iterators over the pixels, one per pixel class; the W forms present the
+  // 16-bit channels of the 48/64-bit colour and 16/32-bit grey layouts (and
+  // 8-bit grey widened). clipToBitmap true starts the iterator's clip at the
+  // bitmap's clip rectangle, false at the whole bitmap. Indexed iterators
+  // carry the palette; CMYKA_32_8 the alpha plane. An iterator writes through
+  // to the pixels even when taken from a const bitmap.
+  virtual CRGB1_2_4Iterator GetIteratorRGB1_2_4(bool clipToBitmap = false) const;
+  virtual CBGR24Iterator GetIteratorBGR24(bool clipToBitmap = false) const;
+  virtual CRGB24Iterator GetIteratorRGB24(bool clipToBitmap = false) const;
+  virtual CBGR32Iterator GetIteratorBGR32(bool clipToBitmap = false) const;
+  virtual CRGB32Iterator GetIteratorRGB32(bool clipToBitmap = false) const;
+  virtual CMONO8Iterator GetIteratorMONO8(bool clipToBitmap = false) const;
+  virtual CMONOA16Iterator GetIteratorMONOA16(bool clipToBitmap = false) const;
+  virtual CRGB8Iterator GetIteratorRGB8(bool clipToBitmap = false) const;
+  virtual CRGB16Iterator GetIteratorRGB16(bool clipToBitmap = false) const;
+  virtual CBGR16Iterator GetIteratorBGR16(bool clipToBitmap = false) const;
+  virtual CCMYK_32Iterator GetIteratorCMYK_32(bool clipToBitmap = false) const;
+  virtual CCMYKA_40Iterator GetIteratorCMYKA_40(bool clipToBitmap = false) const;
+  virtual CCMYKA_32_8Iterator GetIteratorCMYKA_32_8(bool clipToBitmap = false) const;
+  virtual CBGR48Iterator GetIteratorBGR48(bool clipToBitmap = false) const;
+  virtual CRGB48Iterator GetIteratorRGB48(bool clipToBitmap = false) const;
+  virtual CBGR64Iterator GetIteratorBGR64(bool clipToBitmap = false) const;
+  virtual CRGB64Iterator GetIteratorRGB64(bool clipToBitmap = false) const;
+  virtual CBGR48WIterator GetIteratorBGR48W(bool clipToBitmap = false) const;
+  virtual CRGB48WIterator GetIteratorRGB48W(bool clipToBitmap = false) const;
+  virtual CBGR64WIterator GetIteratorBGR64W(bool clipToBitmap = false) const;
+  virtual CRGB64WIterator GetIteratorRGB64W(bool clipToBitmap = false) const;
+  virtual CMONO8WIterator GetIteratorMONOW(bool clipToBitmap = false) const;
+  virtual CMONO16Iterator GetIteratorMONO16(bool clipToBitmap = false) const;
+  virtual CMONO16WIterator GetIteratorMONO16W(bool clipToBitmap = false) const;
+  virtual CMONOA32Iterator GetIteratorMONOA32(bool clipToBitmap = false) const;
+  virtual CMONOA32WIterator GetIteratorMONOA32W(bool clipToBitmap = false) const;
+
+  // --- Pixel operations -------------------------------------------------
+  // Alpha of every clip pixel set to alpha (only formats with alpha).
+  virtual void SetAlphaToValue(uint8_t alpha);
+  // Alpha of the clip pixels from width x height bytes, one per clip pixel,
+  // row by row (only formats with alpha).
+  virtual void SetAlphaBits(const uint8_t* bits);
+  // Copies srcRect of src (null: all of it) to this bitmap with its top-left
+  // at `at`, converting formats; false when nothing could be copied.
+  virtual bool BitBlt(const CBaseBitmap* src, const CPoint& at, const CRect* srcRect);
+  // A new memory bitmap of this format (palette and alpha plane included)
+  // holding rect cut to the bitmap; null when the rect is empty.
+  virtual CPtr<CBaseBitmap> CopyRect(const CRect& rect) const;
+  // Grey-level histogram of the clip: entries 256 counts (r + g + b) / 3 at
+  // 8 bits (16-bit channels by their high byte); entries 65536 counts 16-bit
+  // grey levels of a 16-bit channel bitmap. False (and nothing written) for
+  // other sizes or formats.
+  virtual bool GetHistogram(uint32_t* histogram, int entries) const;
+  // Mirror left-right / top-bottom in place.
+  virtual void FlipH();
+  virtual void FlipV();
+  // Every pixel's colour replaced by its grey (r + g + b) / 3 in place; alpha
+  // kept, indexed bitmaps have their palette greyed, grey formats unchanged.
+  virtual void GreyscaleImage();
+  // A new memory bitmap with the pixels converted to the colour order
+  // (Rgb, Bgr, Cmyk, Mono, MonoA) at the nearest depth; null when no format
+  // fits.
+  virtual CPtr<CBaseBitmap> GetAs(ColourOrder::Type order) const;
+  virtual CPtr<CBaseBitmap> GetAs(ColourOrder::Type order);
 
   // --- Non-virtual helpers ----------------------------------------------
   int GetBytesPerPixel() const { return GetBitsPerPixel() / 8; }
@@ -165,6 +227,10 @@ class NK_API CBaseBitmap : public CObject, public CRefCount, public IPropHandler
   void Clear16BppMono(const CBaseBitmap* mask, uint32_t colour);
   void Clear16BppMonoA(const CBaseBitmap* mask, uint32_t colour);
   void Clear32BppMonoA(const CBaseBitmap* mask, uint32_t colour);
+
+  // Histogram workers behind GetHistogram.
+  bool GetHistogramMono8BPC(uint32_t* histogram) const;
+  bool GetHistogram16BPC(uint32_t* histogram) const;
 
  private:
   // The rows [top, bottom) of rect span whole rows: one block clear when the

@@ -31,4 +31,7 @@
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
 #include <kernel/MemoryBitmap.h>
+#include <kernel/PixelIterator.h>
+#include <kernel/CopyPixels.h>
+#include <kernel/PixelOperations.h>
 #include <kernel/SystemParameters.h>

@@ -148,9 +148,6 @@ void CBaseBitmap::SetChannel(int, CBaseBitmap*) {}
 uint32_t CBaseBitmap::GetColAtPixel(int, int) const { return 0; }
 void CBaseBitmap::SetResolution(int, int) {}
 void CBaseBitmap::Destroy() {}
-void CBaseBitmap::RotateLeft90() {}
-void CBaseBitmap::RotateRight90() {}
-void CBaseBitmap::RotateRight180() {}
 
 // ---------------------------------------------------------------------------
 // Records and transparency
