@@ -250,50 +250,50 @@ class NK_API CVariant {
 
   // --- Arrays ----------------------------------------------------------------------
   // "_arr_<letter><name>:<count>:e0;e1;..." with one letter per element type.
-  void SetArray(const bool* values, int count) { SetArrayText('b', values, count); }
-  void SetArray(const char* values, int count) { SetArrayText('c', values, count); }
-  void SetArray(const signed char* values, int count) { SetArrayText('c', values, count); }
-  void SetArray(const short* values, int count) { SetArrayText('s', values, count); }
-  void SetArray(const int* values, int count) { SetArrayText('i', values, count); }
-  void SetArray(const unsigned char* values, int count) { SetArrayText('B', values, count); }
-  void SetArray(const unsigned short* values, int count) { SetArrayText('W', values, count); }
-  void SetArray(const wchar_t* values, int count) { SetArrayText('W', values, count); }
-  void SetArray(const unsigned int* values, int count) { SetArrayText('D', values, count); }
-  void SetArray(const float* values, int count) { SetArrayText('f', values, count); }
-  void SetArray(const double* values, int count) { SetArrayText('d', values, count); }
-  void SetArray(const POINT* values, int count) { SetArrayText('p', values, count); }
-  void SetArray(const SIZE* values, int count) { SetArrayText('z', values, count); }
-  void SetArray(const RECT* values, int count) { SetArrayText('r', values, count); }
+  void SetArray(const bool* values, int count);
+  void SetArray(const char* values, int count);
+  void SetArray(const signed char* values, int count);
+  void SetArray(const short* values, int count);
+  void SetArray(const int* values, int count);
+  void SetArray(const unsigned char* values, int count);
+  void SetArray(const unsigned short* values, int count);
+  void SetArray(const wchar_t* values, int count);
+  void SetArray(const unsigned int* values, int count);
+  void SetArray(const float* values, int count);
+  void SetArray(const double* values, int count);
+  void SetArray(const POINT* values, int count);
+  void SetArray(const SIZE* values, int count);
+  void SetArray(const RECT* values, int count);
   void SetArray(const CPoint* values, int count) { SetArray(static_cast<const POINT*>(values), count); }
   void SetArray(const CSize* values, int count) { SetArray(static_cast<const SIZE*>(values), count); }
   void SetArray(const CRect* values, int count) { SetArray(static_cast<const RECT*>(values), count); }
-  void SetArray(const DBLPOINT* values, int count) { SetArrayText('P', values, count); }
-  void SetArray(const DBLSIZE* values, int count) { SetArrayText('Z', values, count); }
-  void SetArray(const DBLRECT* values, int count) { SetArrayText('R', values, count); }
+  void SetArray(const DBLPOINT* values, int count);
+  void SetArray(const DBLSIZE* values, int count);
+  void SetArray(const DBLRECT* values, int count);
 
   // -1 when the value is not an array of that element letter (or is
   // malformed); otherwise the element count, with at most `capacity` elements
   // stored into `buffer` (which may be null when capacity is 0).
-  int GetArray(bool* buffer, int capacity) const { return GetArrayText('b', buffer, capacity); }
-  int GetArray(char* buffer, int capacity) const { return GetArrayText('c', buffer, capacity); }
-  int GetArray(signed char* buffer, int capacity) const { return GetArrayText('c', buffer, capacity); }
-  int GetArray(short* buffer, int capacity) const { return GetArrayText('s', buffer, capacity); }
-  int GetArray(int* buffer, int capacity) const { return GetArrayText('i', buffer, capacity); }
-  int GetArray(unsigned char* buffer, int capacity) const { return GetArrayText('B', buffer, capacity); }
-  int GetArray(unsigned short* buffer, int capacity) const { return GetArrayText('W', buffer, capacity); }
-  int GetArray(wchar_t* buffer, int capacity) const { return GetArrayText('W', buffer, capacity); }
-  int GetArray(unsigned int* buffer, int capacity) const { return GetArrayText('D', buffer, capacity); }
-  int GetArray(float* buffer, int capacity) const { return GetArrayText('f', buffer, capacity); }
-  int GetArray(double* buffer, int capacity) const { return GetArrayText('d', buffer, capacity); }
-  int GetArray(POINT* buffer, int capacity) const { return GetArrayText('p', buffer, capacity); }
-  int GetArray(SIZE* buffer, int capacity) const { return GetArrayText('z', buffer, capacity); }
-  int GetArray(RECT* buffer, int capacity) const { return GetArrayText('r', buffer, capacity); }
+  int GetArray(bool* buffer, int capacity) const;
+  int GetArray(char* buffer, int capacity) const;
+  int GetArray(signed char* buffer, int capacity) const;
+  int GetArray(short* buffer, int capacity) const;
+  int GetArray(int* buffer, int capacity) const;
+  int GetArray(unsigned char* buffer, int capacity) const;
+  int GetArray(unsigned short* buffer, int capacity) const;
+  int GetArray(wchar_t* buffer, int capacity) const;
+  int GetArray(unsigned int* buffer, int capacity) const;
+  int GetArray(float* buffer, int capacity) const;
+  int GetArray(double* buffer, int capacity) const;
+  int GetArray(POINT* buffer, int capacity) const;
+  int GetArray(SIZE* buffer, int capacity) const;
+  int GetArray(RECT* buffer, int capacity) const;
   int GetArray(CPoint* buffer, int capacity) const { return GetArray(static_cast<POINT*>(buffer), capacity); }
   int GetArray(CSize* buffer, int capacity) const { return GetArray(static_cast<SIZE*>(buffer), capacity); }
   int GetArray(CRect* buffer, int capacity) const { return GetArray(static_cast<RECT*>(buffer), capacity); }
-  int GetArray(DBLPOINT* buffer, int capacity) const { return GetArrayText('P', buffer, capacity); }
-  int GetArray(DBLSIZE* buffer, int capacity) const { return GetArrayText('Z', buffer, capacity); }
-  int GetArray(DBLRECT* buffer, int capacity) const { return GetArrayText('R', buffer, capacity); }
+  int GetArray(DBLPOINT* buffer, int capacity) const;
+  int GetArray(DBLSIZE* buffer, int capacity) const;
+  int GetArray(DBLRECT* buffer, int capacity) const;
 
   // Whole containers; false (container untouched) when the value is not an
   // array of the matching letter.

@@ -181,26 +181,29 @@ int CVariant::GetArrayText(char letter, T* buffer, int capacity) const {
   return p == end ? h.count : -1;
 }
 
-#define NK_VARIANT_ARRAY(T)                                                       \
-  template void CVariant::SetArrayText<T>(char, const T*, int, std::string_view); \
-  template int CVariant::GetArrayText<T>(char, T*, int) const;
-NK_VARIANT_ARRAY(bool)
-NK_VARIANT_ARRAY(char)
-NK_VARIANT_ARRAY(signed char)
-NK_VARIANT_ARRAY(short)
-NK_VARIANT_ARRAY(int)
-NK_VARIANT_ARRAY(unsigned char)
-NK_VARIANT_ARRAY(unsigned short)
-NK_VARIANT_ARRAY(wchar_t)
-NK_VARIANT_ARRAY(unsigned int)
-NK_VARIANT_ARRAY(float)
-NK_VARIANT_ARRAY(double)
-NK_VARIANT_ARRAY(POINT)
-NK_VARIANT_ARRAY(SIZE)
-NK_VARIANT_ARRAY(RECT)
-NK_VARIANT_ARRAY(DBLPOINT)
-NK_VARIANT_ARRAY(DBLSIZE)
-NK_VARIANT_ARRAY(DBLRECT)
+// Out of line and not templates, so that they are exported whatever the
+// compiler decides about the visibility of template instances over the
+// plain structures.
+#define NK_VARIANT_ARRAY(T, letter)                                                            \
+  void CVariant::SetArray(const T* values, int count) { SetArrayText(letter, values, count); } \
+  int CVariant::GetArray(T* buffer, int capacity) const { return GetArrayText(letter, buffer, capacity); }
+NK_VARIANT_ARRAY(bool, 'b')
+NK_VARIANT_ARRAY(char, 'c')
+NK_VARIANT_ARRAY(signed char, 'c')
+NK_VARIANT_ARRAY(short, 's')
+NK_VARIANT_ARRAY(int, 'i')
+NK_VARIANT_ARRAY(unsigned char, 'B')
+NK_VARIANT_ARRAY(unsigned short, 'W')
+NK_VARIANT_ARRAY(wchar_t, 'W')
+NK_VARIANT_ARRAY(unsigned int, 'D')
+NK_VARIANT_ARRAY(float, 'f')
+NK_VARIANT_ARRAY(double, 'd')
+NK_VARIANT_ARRAY(POINT, 'p')
+NK_VARIANT_ARRAY(SIZE, 'z')
+NK_VARIANT_ARRAY(RECT, 'r')
+NK_VARIANT_ARRAY(DBLPOINT, 'P')
+NK_VARIANT_ARRAY(DBLSIZE, 'Z')
+NK_VARIANT_ARRAY(DBLRECT, 'R')
 #undef NK_VARIANT_ARRAY
 
 bool CVariant::IsBinary() const { return GetArray(static_cast<unsigned char*>(nullptr), 0) != -1; }
