@@ -21,32 +21,7 @@
 #include <kernel/Export.h>
 #include <kernel/CRect.h>
 #include <kernel/WinTypes.h>
-#if __has_include(<kernel/LogFont.h>)
 #include <kernel/LogFont.h>
-#else
-// The framework layer's font record, in the Windows layout with this
-// platform's wide characters, for builds whose platform layer does not
-// carry <kernel/LogFont.h> yet; that header replaces this when present.
-constexpr int LF_FACESIZE = 32;
-constexpr int32_t FW_NORMAL = 400;
-constexpr BYTE DEFAULT_CHARSET = 1;
-struct LOGFONTW {
-  LONG lfHeight;
-  LONG lfWidth;
-  LONG lfEscapement;
-  LONG lfOrientation;
-  LONG lfWeight;
-  BYTE lfItalic;
-  BYTE lfUnderline;
-  BYTE lfStrikeOut;
-  BYTE lfCharSet;
-  BYTE lfOutPrecision;
-  BYTE lfClipPrecision;
-  BYTE lfQuality;
-  BYTE lfPitchAndFamily;
-  wchar_t lfFaceName[LF_FACESIZE];
-};
-#endif
 
 #include <cstddef>
 #include <cstdint>
