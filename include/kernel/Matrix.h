@@ -22,11 +22,14 @@
 // other than the -1, -1 of a matrix without shape throw (badIndex); in both
 // cases the matrix is left without shape.
 //
+// The property form is described at GetProperties.
+//
 // The class is reference counted (hold shared instances in CPtr<CMatrix>)
 // and may equally live on the stack or by value.
 #include <kernel/CObject.h>
 #include <kernel/Export.h>
 #include <kernel/NR.h>
+#include <kernel/PropHandler.h>
 #include <kernel/RefCount.h>
 
 #include <cstddef>
@@ -36,7 +39,7 @@ class CArchive;
 
 namespace Kernel {
 
-class NK_API CMatrix : public CObject, public CRefCount {
+class NK_API CMatrix : public CObject, public CRefCount, public IPropHandler {
   DECLARE_SERIAL(CMatrix)
 
  public:
@@ -133,6 +136,15 @@ class NK_API CMatrix : public CObject, public CRefCount {
   void Write(NR::NRMat<double>& m) const;
 
   void Serialize(CArchive& ar) override;
+  // Property form: "col" and "row" (integers), then "MatrixData", the
+  // rows * columns doubles in row-major order as a double array, written
+  // only when both counts are at least 1. Reading takes "col" and "row"
+  // (a missing key keeps the current count, or reads -1 when the bag resets
+  // missing keys), then, when both are at least 1, "MatrixData". An array
+  // whose element count is not rows * columns, or a missing one, leaves the
+  // matrix without shape and answers false.
+  bool GetProperties(IClassProperty* bag) const override;
+  bool SetProperties(IClassProperty* bag) override;
   uint64_t Measure() const override;
 
  protected:

@@ -1,5 +1,8 @@
 #include <kernel/Matrix.h>
 
+#include <kernel/ClassProperty.h>
+#include <kernel/Variant.h>
+
 #include <kernel/CArchive.h>
 #include <kernel/Exceptions.h>
 #include <kernel/Persist.h>
@@ -141,12 +144,13 @@ CMatrix::CMatrix() noexcept : m_data(nullptr), m_cols(0), m_rows(0) {}
 
 CMatrix::CMatrix(int columns, int rows) : CMatrix() { Create(columns, rows); }
 
-CMatrix::CMatrix(const CMatrix& other) : CObject(), CRefCount(other), m_data(nullptr), m_cols(0), m_rows(0) {
+CMatrix::CMatrix(const CMatrix& other)
+    : CObject(), CRefCount(other), IPropHandler(), m_data(nullptr), m_cols(0), m_rows(0) {
   *this = other;
 }
 
 CMatrix::CMatrix(CMatrix&& other) noexcept
-    : CObject(), CRefCount(), m_data(other.m_data), m_cols(other.m_cols), m_rows(other.m_rows) {
+    : CObject(), CRefCount(), IPropHandler(), m_data(other.m_data), m_cols(other.m_cols), m_rows(other.m_rows) {
   other.m_data = nullptr;
   other.m_cols = other.m_rows = 0;
 }
@@ -647,6 +651,52 @@ void CMatrix::Serialize(CArchive& ar) {
   m_data = data;
   m_cols = cols;
   m_rows = rows;
+}
+
+bool CMatrix::GetProperties(IClassProperty* bag) const {
+  if (!bag) return false;
+  bag->AddAttribute(L"col", m_cols);
+  bag->AddAttribute(L"row", m_rows);
+  if (m_cols >= 1 && m_rows >= 1) {
+    const std::size_t n = ElementCount(m_cols, m_rows);
+    if (n > std::size_t(std::numeric_limits<int>::max())) return false;
+    CVariant data;
+    data.SetArray(m_data, int(n));
+    bag->AddVariantAttribute(L"MatrixData", data);
+  }
+  return true;
+}
+
+bool CMatrix::SetProperties(IClassProperty* bag) {
+  if (!bag) return false;
+  int cols = m_cols;
+  int rows = m_rows;
+  if (!bag->GetAttribute(L"col", cols) && bag->IsResetMissing()) cols = -1;
+  if (!bag->GetAttribute(L"row", rows) && bag->IsResetMissing()) rows = -1;
+  if (cols < 1 || rows < 1) {
+    Clear();
+    m_cols = cols;
+    m_rows = rows;
+    return true;
+  }
+  // The array decides the buffer; it must match the stated shape, or every
+  // later access would run past the data.
+  CVariant data;
+  const std::size_t n = ElementCount(cols, rows);
+  const int count =
+      bag->GetVariantAttribute(L"MatrixData", data) ? data.GetArray(static_cast<double*>(nullptr), 0) : -1;
+  if (count < 0 || std::size_t(count) != n) {
+    Clear();
+    m_cols = m_rows = -1;
+    return false;
+  }
+  double* values = Allocate(n);
+  data.GetArray(values, count);
+  Clear();
+  m_data = values;
+  m_cols = cols;
+  m_rows = rows;
+  return true;
 }
 
 uint64_t CMatrix::Measure() const { return sizeof(*this) + ElementCount(m_cols, m_rows) * sizeof(double); }
