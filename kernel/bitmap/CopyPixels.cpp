@@ -10,7 +10,7 @@ namespace Kernel {
 
 namespace convert {
 
-// Declared here, instantiated in CopyPixelsPart*.cpp.
+// Declared here, instantiated in CopyPixelsToTypes*.cpp.
 #define NK_EXTERN_DEST(T) extern template bool DestLevel<T>(CBaseBitmap*, const CBaseBitmap*, const Rects&, bool);
 #define NK_EXTERN_DIB(T) extern template bool DibDestLevel<T>(HGLOBAL, const CBaseBitmap*, const Rects&);
 NK_EXTERN_DEST(1)
