@@ -76,7 +76,7 @@ case "$mode" in
     secs="${2:-20}"
     configure "$here/build/fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
       -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link \
-      -DNK_SANITIZE=address,undefined -DNK_BUILD_FUZZ=ON
+      -DNK_SANITIZE=address,undefined -DNK_BUILD_FUZZ=ON -DNK_BUILD_TESTS=ON -DNK_BUILD_TOOLS=ON -DNK_BUILD_BENCH=ON
     # This pass is also the clang build of everything (tests, tools, benchmarks),
     # so both compilers keep the warnings-as-errors build clean.
     build "$here/build/fuzz"
