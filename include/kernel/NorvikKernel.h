@@ -34,4 +34,5 @@
 #include <kernel/PixelIterator.h>
 #include <kernel/CopyPixels.h>
 #include <kernel/PixelOperations.h>
+#include <kernel/Quantizer.h>
 #include <kernel/SystemParameters.h>
