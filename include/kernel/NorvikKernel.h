@@ -27,6 +27,7 @@
 #include <kernel/CPU.h>
 #include <kernel/PerfCounter.h>
 #include <kernel/Matrix.h>
+#include <kernel/Spline.h>
 #include <kernel/EnumTraits.h>
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
@@ -36,3 +37,5 @@
 #include <kernel/PixelOperations.h>
 #include <kernel/Quantizer.h>
 #include <kernel/SystemParameters.h>
+#include <kernel/Colour.h>
+#include <kernel/CMYKMapper.h>
