@@ -8,8 +8,10 @@
 // "farthest point" distance of any entry. The entry nearest to any colour in
 // the box is on that list (it is no farther than that bound from the colour,
 // so its distance to the box is within the bound too), and so is every entry
-// tied with it; the list keeps palette order, so the first of equals wins.
-// A lookup then compares a handful of entries instead of the whole palette.
+// tied with it. The list is sorted by distance to the box, so a lookup stops
+// at the first candidate whose distance to the box already exceeds the best
+// distance found: no later one can be nearer, or tie.
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -23,7 +25,7 @@ class NearestPalette {
     m_entries.reserve(static_cast<size_t>(size));
     for (int i = 0; i < size; ++i)
       m_entries.push_back(Entry{palette[i].rgbRed, palette[i].rgbGreen, palette[i].rgbBlue});
-    m_lists.push_back(0);  // offset 0 means "box not built yet"
+    m_lists.push_back(Candidate{0, 0});  // offset 0 means "box not built yet"
   }
 
   // The entry nearest to (r, g, b), each 0..255; 0 for an empty palette.
@@ -32,17 +34,18 @@ class NearestPalette {
     const int box = (r >> 3) << 10 | (g >> 3) << 5 | (b >> 3);
     uint32_t at = m_boxes[static_cast<size_t>(box)];
     if (at == 0) at = Build(box);
-    const uint32_t count = m_lists[at];
-    int best = -1;
+    const uint32_t count = m_lists[at].index;
+    int best = 0;
     int bestDistance = 1 << 30;
     for (uint32_t k = 1; k <= count; ++k) {
-      const int i = static_cast<int>(m_lists[at + k]);
-      const Entry& e = m_entries[static_cast<size_t>(i)];
+      const Candidate& c = m_lists[at + k];
+      if (c.boxDistance > bestDistance) break;
+      const Entry& e = m_entries[c.index];
       const int dr = r - e.r, dg = g - e.g, db = b - e.b;
       const int d = dr * dr + dg * dg + db * db;
-      if (d < bestDistance) {
+      if (d < bestDistance || (d == bestDistance && static_cast<int>(c.index) < best)) {
         bestDistance = d;
-        best = i;
+        best = static_cast<int>(c.index);
       }
     }
     return best;
@@ -51,6 +54,10 @@ class NearestPalette {
  private:
   struct Entry {
     int r, g, b;
+  };
+  struct Candidate {
+    uint32_t index;   // palette entry; in a list's head, the list's length
+    int boxDistance;  // squared distance from the entry to the box
   };
   static constexpr int c_boxes = 32 * 32 * 32;
 
@@ -67,27 +74,25 @@ class NearestPalette {
   uint32_t Build(int box) {
     const int r0 = (box >> 10) << 3, g0 = ((box >> 5) & 31) << 3, b0 = (box & 31) << 3;
     int bound = 1 << 30;
-    for (const Entry& e : m_entries) {
-      const int far = Far(e.r, r0) + Far(e.g, g0) + Far(e.b, b0);
-      if (far < bound) bound = far;
-    }
+    for (const Entry& e : m_entries) bound = std::min(bound, Far(e.r, r0) + Far(e.g, g0) + Far(e.b, b0));
     const auto at = static_cast<uint32_t>(m_lists.size());
-    m_lists.push_back(0);
+    m_lists.push_back(Candidate{0, 0});
     for (int i = 0; i < m_size; ++i) {
       const Entry& e = m_entries[static_cast<size_t>(i)];
-      if (Near(e.r, r0) + Near(e.g, g0) + Near(e.b, b0) <= bound) {
-        m_lists.push_back(static_cast<uint16_t>(i));
-        ++m_lists[at];
-      }
+      const int near = Near(e.r, r0) + Near(e.g, g0) + Near(e.b, b0);
+      if (near <= bound) m_lists.push_back(Candidate{static_cast<uint32_t>(i), near});
     }
+    m_lists[at].index = static_cast<uint32_t>(m_lists.size() - at - 1);
+    std::stable_sort(m_lists.begin() + at + 1, m_lists.end(),
+                     [](const Candidate& a, const Candidate& b) { return a.boxDistance < b.boxDistance; });
     m_boxes[static_cast<size_t>(box)] = at;
     return at;
   }
 
   int m_size;
   std::vector<Entry> m_entries;
-  std::vector<uint32_t> m_boxes;  // offset of each box's list in m_lists
-  std::vector<uint32_t> m_lists;  // per list: count, then the entries
+  std::vector<uint32_t> m_boxes;   // offset of each box's list in m_lists
+  std::vector<Candidate> m_lists;  // per list: a head holding the length, then the candidates
 };
 
 }  // namespace Kernel
