@@ -27,6 +27,8 @@
 #include <kernel/CPU.h>
 #include <kernel/PerfCounter.h>
 #include <kernel/Matrix.h>
+#include <kernel/GradientStop.h>
+#include <kernel/Gradient.h>
 #include <kernel/EnumTraits.h>
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
