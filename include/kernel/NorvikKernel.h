@@ -37,3 +37,5 @@
 #include <kernel/CopyPixels.h>
 #include <kernel/PixelOperations.h>
 #include <kernel/SystemParameters.h>
+#include <kernel/Colour.h>
+#include <kernel/CMYKMapper.h>
