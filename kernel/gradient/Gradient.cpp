@@ -1,6 +1,7 @@
 #include <kernel/Gradient.h>
 
 #include <kernel/CArchive.h>
+#include <kernel/Colour.h>
 #include <kernel/Dynamic.h>
 #include <kernel/Persist.h>
 
@@ -14,9 +15,6 @@ namespace {
 
 // 1/32640 as the compositing over white has always applied it.
 constexpr double kInverseFixedOne = 3.0637254901960784e-5;
-
-// Luminance with the 30/59/11 weights, truncated.
-int Luminance(int r, int g, int b) { return (30 * r + 59 * g + 11 * b) / 100; }
 
 // Gradients are re-created from the class names stored with them.
 struct FactoryRegistration {
@@ -46,7 +44,7 @@ uint16_t CGradient::GetSingleValueFixed(double t) const {
   const int b = int((quad >> 32) & 0xFFFF);
   const int64_t alpha = int64_t(quad >> 48);
   const int64_t one = c_fixedOne;
-  const int64_t luminance = Luminance(b, g, r);  // crossed on purpose: see the header
+  const int64_t luminance = GetLuminance(b, g, r);  // crossed on purpose: see the header
   const double over = double((luminance - one) * alpha + one * one) * kInverseFixedOne;
   return uint16_t(std::lround(over));
 }
