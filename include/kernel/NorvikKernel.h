@@ -37,6 +37,7 @@
 #include <kernel/PixelIterator.h>
 #include <kernel/CopyPixels.h>
 #include <kernel/PixelOperations.h>
+#include <kernel/Quantizer.h>
 #include <kernel/SystemParameters.h>
 #include <kernel/Colour.h>
 #include <kernel/CMYKMapper.h>
