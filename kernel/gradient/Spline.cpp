@@ -235,20 +235,21 @@ void CSpline::RemoveKnots() noexcept {
 
 // The cache check is written so that a NaN query falls through to the
 // search, and the search keeps 1 <= k <= n - 1 whatever the x values hold,
-// so neither can leave the block.
-int CSpline::FindInterval(double v) const noexcept {
+// so neither can leave the block. Defined inline here so the evaluators
+// below get it without a call through the library's symbol table.
+inline int CSpline::FindInterval(double v) const noexcept {
+  const double* x = m_x;
   int k = m_khi;
-  if (m_x[k - 1] <= v && v < m_x[k]) return k;
+  if (x[k - 1] <= v && v < x[k]) return k;
   int lo = 1;
   int hi = m_n;
-  const double* x = m_x;
   while (hi - lo > 1) {
     const int mid = (hi + lo) >> 1;
-    // Both outcomes are computed so the compiler can select without a
-    // branch: random queries would mispredict about half of them.
-    const bool below = x[mid - 1] <= v;
-    lo = below ? mid : lo;
-    hi = below ? hi : mid;
+    // Selected through a mask rather than a branch: random queries would
+    // mispredict about half of the comparisons.
+    const int below = -int(x[mid - 1] <= v);
+    lo = (mid & below) | (lo & ~below);
+    hi = (hi & below) | (mid & ~below);
   }
   k = lo;
   m_khi = k;
