@@ -260,7 +260,7 @@ inline int CSpline::FindInterval(double v) const noexcept {
 
 double CSpline::LinearInterpolate(double x) const {
   if (m_n <= 0) return 0.0;
-  if (x <= m_x[0]) return m_y[0];
+  if (x <= m_x[0] || m_n == 1) return m_y[0];  // a lone knot also answers a NaN
   if (x >= m_x[m_n - 1]) return m_y[m_n - 1];
   const int k = FindInterval(x);
   const double a = (m_x[k] - x) * m_invH;
@@ -270,7 +270,7 @@ double CSpline::LinearInterpolate(double x) const {
 
 double CSpline::CubicInterpolate(double x) const {
   if (m_n <= 0) return 0.0;
-  if (x <= m_x[0]) return m_y[0];
+  if (x <= m_x[0] || m_n == 1) return m_y[0];  // a lone knot also answers a NaN
   if (x >= m_x[m_n - 1]) return m_y[m_n - 1];
   const int k = FindInterval(x);
   const double h = m_h;
@@ -280,15 +280,13 @@ double CSpline::CubicInterpolate(double x) const {
 }
 
 double CSpline::LinearDerivative(double x) const {
-  if (m_n <= 0) return 0.0;
-  if (x <= m_x[0] || x >= m_x[m_n - 1]) return 0.0;
+  if (m_n <= 1 || x <= m_x[0] || x >= m_x[m_n - 1]) return 0.0;
   const int k = FindInterval(x);
   return (m_y[k] - m_y[k - 1]) * m_invH;
 }
 
 double CSpline::CubicDerivative(double x) const {
-  if (m_n <= 0) return 0.0;
-  if (x <= m_x[0] || x >= m_x[m_n - 1]) return 0.0;
+  if (m_n <= 1 || x <= m_x[0] || x >= m_x[m_n - 1]) return 0.0;
   const int k = FindInterval(x);
   const double h6 = m_h * kSixth;
   const double a = (m_x[k] - x) * m_invH;
@@ -351,35 +349,39 @@ void CSpline::Serialize(CArchive& ar) {
     return;
   }
 
-  // The old knots go first, so whatever fails below leaves an empty,
-  // consistent spline rather than a half-read one.
+  // The old knots go first; everything read is applied only once the whole
+  // record has arrived, so a failure leaves an empty spline with its flag
+  // and end derivatives as they were, never a half-read one.
   RemoveKnots();
   int32_t schema = 0;
   ar >> schema;
+  bool linear = m_linear;
   if (schema >= 11) {
-    BYTE linear = 0;
-    ar >> linear;
-    m_linear = linear != 0;
+    BYTE flag = 0;
+    ar >> flag;
+    linear = flag != 0;
   }
   int32_t n = 0;
   ar >> n;
   if (n < 0) AfxThrowArchiveException(CArchiveException::badIndex);
+  std::vector<double> values;
   if (n > 0) {
     const uint64_t bytes = uint64_t(n) * 3 * sizeof(double);
     if (bytes > RemainingBytes(ar)) AfxThrowArchiveException(CArchiveException::endOfFile);
-    const std::vector<double> values = ReadDoubles(ar, std::size_t(n) * 3);
+    values = ReadDoubles(ar, std::size_t(n) * 3);
+  }
+  double yp1 = m_yp1;
+  double ypn = m_ypn;
+  if (schema >= 12) ar >> yp1 >> ypn;
+  if (n > 0) {
     double* block = AllocateBlock(n);
     std::memcpy(block, values.data(), values.size() * sizeof(double));
     Adopt(block, n);
     ResetCache();
   }
-  if (schema >= 12) {
-    double yp1 = 0.0;
-    double ypn = 0.0;
-    ar >> yp1 >> ypn;
-    m_yp1 = yp1;
-    m_ypn = ypn;
-  }
+  m_linear = linear;
+  m_yp1 = yp1;
+  m_ypn = ypn;
 }
 
 bool CSpline::GetProperties(IClassProperty* bag) const {
