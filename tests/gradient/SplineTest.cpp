@@ -67,8 +67,11 @@ TEST(Spline, NanQueriesStayInside) {
         EXPECT_TRUE(std::isnan(value)) << n;
       }
       const double slope = s.Derivative(nan);
-      if (n == 1) EXPECT_EQ(slope, 0.0);
-      if (n > 1) EXPECT_DOUBLE_EQ(s.Interpolate(x.back() - 0.5), 3.0 * (x.back() - 0.5) + 1) << n;
+      if (n == 1) {
+        EXPECT_EQ(slope, 0.0);
+      } else {
+        EXPECT_DOUBLE_EQ(s.Interpolate(x.back() - 0.5), 3.0 * (x.back() - 0.5) + 1) << n;
+      }
     }
   }
 }
