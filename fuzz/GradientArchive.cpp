@@ -1,4 +1,4 @@
-// Loads gradient stops, stop lists and gradients from arbitrary archive
+// Loads gradient stops, stop lists, splines and gradients from arbitrary archive
 // bytes, each inside a pointer-map session as a document loader would:
 // damaged counts and short data must end in an archive exception, never in
 // a crash or an allocation sized by a count alone. Whatever loads must store
@@ -9,6 +9,7 @@
 #include <kernel/Gradient.h>
 #include <kernel/GradientStop.h>
 #include <kernel/Persist.h>
+#include <kernel/Spline.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -69,5 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Exercise(input, [] { return std::make_unique<Kernel::CGradientStop>(); });
   Exercise(input, [] { return std::make_unique<Kernel::CGradientStopList>(); });
   Exercise(input, [] { return Kernel::MakePtr<Kernel::CGradientSolid>(); });
+  Exercise(input, [] { return Kernel::MakePtr<Kernel::CGradientSpline>(); });
+  Exercise(input, [] { return Kernel::MakePtr<Kernel::CSpline>(); });
   return 0;
 }
