@@ -18,7 +18,9 @@
 // outermost Persist::CPtrMapsSession, which releases it at the end unless
 // someone has taken a reference by then; an object on the stack must
 // therefore not be loaded inside an enclosing session. (Without one, an
-// unowned gradient survives its own load.)
+// unowned gradient survives its own load.) Reading a gradient from a
+// property bag hands it to the bag's object holder, which releases it with
+// the bag: such a gradient must live on the heap.
 #include <kernel/CObject.h>
 #include <kernel/Export.h>
 #include <kernel/GradientStop.h>
