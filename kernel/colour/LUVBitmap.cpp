@@ -257,7 +257,11 @@ void RGBLUVConversions::ConvertLUVtoRGB(CBaseBitmap* bitmap, const float* in) {
     const int w = rows.Width();
     for (int y = 0; y < rows.Height(); ++y) {
       uint32_t* words = rows.Read(y);
-      for (int x = 0; x < w; ++x, p += 3) words[x] = (words[x] & 0xFF000000u) | LUVtoRGB(p);
+      for (int x = 0; x < w; ++x, p += 3) {
+        // A colour value has red in its low byte, a row word blue.
+        const uint32_t c = LUVtoRGB(p);
+        words[x] = (words[x] & 0xFF000000u) | ((c & 0xFF) << 16) | (c & 0xFF00) | ((c >> 16) & 0xFF);
+      }
       rows.Write(y);
     }
   });
