@@ -36,3 +36,5 @@
 #include <kernel/PixelOperations.h>
 #include <kernel/SystemParameters.h>
 #include <kernel/LUV.h>
+#include <kernel/Colour.h>
+#include <kernel/CMYKMapper.h>
