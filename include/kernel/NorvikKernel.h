@@ -35,6 +35,7 @@
 #include <kernel/PixelIterator.h>
 #include <kernel/CopyPixels.h>
 #include <kernel/PixelOperations.h>
+#include <kernel/Quantizer.h>
 #include <kernel/SystemParameters.h>
 #include <kernel/LUV.h>
 #include <kernel/Colour.h>
