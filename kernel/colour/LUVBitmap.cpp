@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <type_traits>
 #include <vector>
@@ -158,14 +159,22 @@ inline float WordToL(const std::array<float, 256>& lin, uint32_t w) {
   return luv::YToL(luv::LinearToY(lin[(w >> 16) & 0xFF], lin[(w >> 8) & 0xFF], lin[w & 0xFF]));
 }
 
-// Maps count records of `channels` floats, channel c through
-// (x - lo[c]) / (hi[c] - lo[c]).
+// Maps count records of `channels` floats (1 or 3), channel c through
+// (x - lo[c]) / (hi[c] - lo[c]). Records of three are taken four at a time,
+// twelve floats whose channel pattern repeats, so that the divisions run as
+// vectors; each is still exactly that expression.
 void Normalise(float* data, size_t count, int channels, const float* lo, const float* hi) {
-  for (size_t i = 0; i < count; ++i)
-    for (int c = 0; c < channels; ++c) {
-      float& x = data[i * static_cast<size_t>(channels) + static_cast<size_t>(c)];
-      x = (x - lo[c]) / (hi[c] - lo[c]);
-    }
+  const size_t n = count * static_cast<size_t>(channels);
+  float base[12], span[12];
+  for (int k = 0; k < 12; ++k) {
+    base[k] = lo[k % channels];
+    span[k] = hi[k % channels] - lo[k % channels];
+  }
+  size_t i = 0;
+  for (; i + 12 <= n; i += 12)
+    for (int k = 0; k < 12; ++k)
+      data[i + static_cast<size_t>(k)] = (data[i + static_cast<size_t>(k)] - base[k]) / span[k];
+  for (int k = 0; i < n; ++i, ++k) data[i] = (data[i] - base[k]) / span[k];
 }
 
 }  // namespace
@@ -174,8 +183,10 @@ void RGBLUVConversions::ConvertRGBtoLUV(CBaseBitmap* bitmap, float* out, bool no
   if (bitmap == nullptr || out == nullptr) return;
   const auto& lin = LinearTable();
   WithRows(bitmap, [&](auto& rows) {
-    float lo[3] = {0, 0, 0};
-    float hi[3] = {0, 0, 0};
+    // The ranges are widened only where a new colour starts a run: the
+    // pixels of a run repeat its values.
+    float lo[3] = {INFINITY, INFINITY, INFINITY};
+    float hi[3] = {-INFINITY, -INFINITY, -INFINITY};
     float* o = out;
     const int w = rows.Width();
     for (int y = 0; y < rows.Height(); ++y) {
@@ -189,22 +200,17 @@ void RGBLUVConversions::ConvertRGBtoLUV(CBaseBitmap* bitmap, float* out, bool no
         if (x == 0 || c != last) {
           WordToLUV(lin, c, L, u, v);
           last = c;
+          lo[0] = std::min(lo[0], L);
+          hi[0] = std::max(hi[0], L);
+          lo[1] = std::min(lo[1], u);
+          hi[1] = std::max(hi[1], u);
+          lo[2] = std::min(lo[2], v);
+          hi[2] = std::max(hi[2], v);
         }
         o[0] = L;
         o[1] = u;
         o[2] = v;
       }
-      const float* r = o - static_cast<ptrdiff_t>(w) * 3;
-      if (y == 0) {
-        lo[0] = hi[0] = r[0];
-        lo[1] = hi[1] = r[1];
-        lo[2] = hi[2] = r[2];
-      }
-      for (int x = 0; x < w; ++x, r += 3)
-        for (int ch = 0; ch < 3; ++ch) {
-          lo[ch] = std::min(lo[ch], r[ch]);
-          hi[ch] = std::max(hi[ch], r[ch]);
-        }
     }
     if (ranges != nullptr) {
       for (int ch = 0; ch < 3; ++ch) {
