@@ -28,6 +28,8 @@
 #include <kernel/PerfCounter.h>
 #include <kernel/Matrix.h>
 #include <kernel/Spline.h>
+#include <kernel/GradientStop.h>
+#include <kernel/Gradient.h>
 #include <kernel/EnumTraits.h>
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
