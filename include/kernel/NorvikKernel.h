@@ -35,3 +35,4 @@
 #include <kernel/CopyPixels.h>
 #include <kernel/PixelOperations.h>
 #include <kernel/SystemParameters.h>
+#include <kernel/GradientTable.h>
