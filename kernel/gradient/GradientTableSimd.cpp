@@ -72,33 +72,71 @@ inline __m128i DwordPair(const int16_t* table, int i0, int i1, __m128i f, __m128
 
 // Eight dword lookups; pos already limited.
 inline void Dwords8(const Splitter& sp, const int16_t* table, __m128i pos, uint32_t* out) {
-  alignas(16) uint16_t index[8];
-  _mm_store_si128(reinterpret_cast<__m128i*>(index), sp.Index(pos));
+  const __m128i index = sp.Index(pos);
   const __m128i f = sp.Fraction(pos);
   // Each pixel's fraction spread over its four channels.
   const __m128i lo = _mm_unpacklo_epi16(f, f);
   const __m128i hi = _mm_unpackhi_epi16(f, f);
-  const __m128i f01 = _mm_unpacklo_epi32(lo, lo);
-  const __m128i f23 = _mm_unpackhi_epi32(lo, lo);
-  const __m128i f45 = _mm_unpacklo_epi32(hi, hi);
-  const __m128i f67 = _mm_unpackhi_epi32(hi, hi);
-  const __m128i r01 = DwordPair(table, index[0], index[1], f01, sp.round);
-  const __m128i r23 = DwordPair(table, index[2], index[3], f23, sp.round);
-  const __m128i r45 = DwordPair(table, index[4], index[5], f45, sp.round);
-  const __m128i r67 = DwordPair(table, index[6], index[7], f67, sp.round);
+  const __m128i r01 =
+      DwordPair(table, _mm_extract_epi16(index, 0), _mm_extract_epi16(index, 1), _mm_unpacklo_epi32(lo, lo), sp.round);
+  const __m128i r23 =
+      DwordPair(table, _mm_extract_epi16(index, 2), _mm_extract_epi16(index, 3), _mm_unpackhi_epi32(lo, lo), sp.round);
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(r01, r23));
+  const __m128i r45 =
+      DwordPair(table, _mm_extract_epi16(index, 4), _mm_extract_epi16(index, 5), _mm_unpacklo_epi32(hi, hi), sp.round);
+  const __m128i r67 =
+      DwordPair(table, _mm_extract_epi16(index, 6), _mm_extract_epi16(index, 7), _mm_unpackhi_epi32(hi, hi), sp.round);
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4), _mm_packus_epi16(r45, r67));
 }
 
-// Eight consecutive fill positions from p (16 extra fraction bits) on.
-inline __m128i FillPositions(int64_t p, int64_t step) {
-  alignas(16) uint16_t pos[8];
-  for (int k = 0; k < 8; ++k) {
-    pos[k] = FillPosition(p);
-    p = static_cast<int64_t>(static_cast<uint64_t>(p) + static_cast<uint64_t>(step));
+// Walks fill positions (16 extra fraction bits) eight pixels at a time.
+class FillWalker {
+ public:
+  FillWalker(int64_t start, int64_t step) : m_p(start), m_step(step) {
+    // Within the gradient a position and its next seven fit 31 bits, so the
+    // common case computes them in 32-bit lanes; the offsets k * step then
+    // fit too, which needs |step| below 2^31 / 7.
+    m_fast = step > -c_fastStep && step < c_fastStep;
+    const auto s = static_cast<int32_t>(m_fast ? step : 0);
+    m_offsetsLo = _mm_setr_epi32(0, s, 2 * s, 3 * s);
+    m_offsetsHi = _mm_setr_epi32(4 * s, 5 * s, 6 * s, 7 * s);
   }
-  return _mm_load_si128(reinterpret_cast<const __m128i*>(pos));
-}
+
+  __m128i Next() {
+    const int64_t p = m_p;
+    m_p = Add(m_p, static_cast<int64_t>(static_cast<uint64_t>(m_step) * 8u));
+    if (m_fast) {
+      const int64_t last = Add(p, 7 * m_step);
+      if (p >= 0 && p <= c_maxFill && last >= 0 && last <= c_maxFill) {
+        const __m128i base = _mm_set1_epi32(static_cast<int32_t>(p));
+        const __m128i lo = _mm_srli_epi32(_mm_add_epi32(base, m_offsetsLo), 16);
+        const __m128i hi = _mm_srli_epi32(_mm_add_epi32(base, m_offsetsHi), 16);
+        return _mm_packs_epi32(lo, hi);
+      }
+    }
+    alignas(16) uint16_t pos[8];
+    int64_t q = p;
+    for (int k = 0; k < 8; ++k) {
+      pos[k] = FillPosition(q);
+      q = Add(q, m_step);
+    }
+    return _mm_load_si128(reinterpret_cast<const __m128i*>(pos));
+  }
+
+ private:
+  // Wrapping addition: absurd starts and steps give odd positions, never
+  // undefined behaviour.
+  static int64_t Add(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+  }
+  static constexpr int64_t c_fastStep = (int64_t{1} << 31) / 8;
+  static constexpr int64_t c_maxFill = (int64_t{c_lastPosition} << 16) | 0xFFFF;
+
+  int64_t m_p;
+  int64_t m_step;
+  bool m_fast;
+  __m128i m_offsetsLo, m_offsetsHi;
+};
 
 }  // namespace
 
@@ -151,16 +189,12 @@ void CGradientTable::GetParallelBytes(int64_t start, int64_t step, uint8_t* out,
     return;
   }
   const Splitter sp = MakeSplitter(m_vecIndexMask, m_vecFractionMask, m_vecRound, m_indexShift, m_fractionShift);
-  const auto step8 = static_cast<uint64_t>(step) * 8u;
-  int64_t p = start;
+  FillWalker walk(start, step);
   int k = 0;
-  for (; k + 8 <= count; k += 8) {
-    Bytes8(sp, m_bytes, FillPositions(p, step), out + k);
-    p = static_cast<int64_t>(static_cast<uint64_t>(p) + step8);
-  }
+  for (; k + 8 <= count; k += 8) Bytes8(sp, m_bytes, walk.Next(), out + k);
   if (k < count) {
     uint8_t res[8];
-    Bytes8(sp, m_bytes, FillPositions(p, step), res);
+    Bytes8(sp, m_bytes, walk.Next(), res);
     std::memcpy(out + k, res, static_cast<size_t>(count - k));
   }
 }
@@ -172,16 +206,12 @@ void CGradientTable::GetParallelDwords(int64_t start, int64_t step, uint32_t* ou
     return;
   }
   const Splitter sp = MakeSplitter(m_vecIndexMask, m_vecFractionMask, m_vecRound, m_indexShift, m_fractionShift);
-  const auto step8 = static_cast<uint64_t>(step) * 8u;
-  int64_t p = start;
+  FillWalker walk(start, step);
   int k = 0;
-  for (; k + 8 <= count; k += 8) {
-    Dwords8(sp, m_dwords, FillPositions(p, step), out + k);
-    p = static_cast<int64_t>(static_cast<uint64_t>(p) + step8);
-  }
+  for (; k + 8 <= count; k += 8) Dwords8(sp, m_dwords, walk.Next(), out + k);
   if (k < count) {
     uint32_t res[8];
-    Dwords8(sp, m_dwords, FillPositions(p, step), res);
+    Dwords8(sp, m_dwords, walk.Next(), res);
     std::memcpy(out + k, res, sizeof(uint32_t) * static_cast<size_t>(count - k));
   }
 }
