@@ -1,6 +1,7 @@
 // norvik gradient: a solid gradient from stops on the command line, drawn
 // left to right through a gradient table into a 32-bit image saved as PNG.
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
