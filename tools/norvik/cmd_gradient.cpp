@@ -118,8 +118,10 @@ int RunGradient(const norvik::Args& args) {
       reverse = true;
     } else if (a == "--size" && hasValue) {
       ParseSize(args[++i], width, height);
+    } else if (a == "--stop" || a == "--smoothness" || a == "--bias" || a == "--gain" || a == "--size") {
+      throw norvik::UsageError("option " + a + " needs a value");
     } else if (!a.empty() && a[0] == '-') {
-      throw norvik::UsageError(hasValue || a == "--reverse" ? "unknown option " + a : "option " + a + " needs a value");
+      throw norvik::UsageError("unknown option " + a);
     } else if (out.empty()) {
       out = a;
     } else {
