@@ -22,17 +22,21 @@ class NK_API ExpMemFile : public CMemFile {
   ExpMemFile(BYTE* buffer, UINT size, UINT growBytes = 0) : CMemFile(buffer, size, growBytes) {}
 };
 
-class NK_API CppExpMemFile : public ExpMemFile {
+// The body both allocation families share: views a block of family A in
+// place, grows a buffer of its own otherwise, and hands either over as a
+// block of that family.
+template <class A>
+class NK_API RawDataMemFile : public ExpMemFile {
  public:
-  using Block = RefRawData<Allocator>;
+  using Block = RefRawData<A>;
 
-  explicit CppExpMemFile(UINT growBytes = 1024) : ExpMemFile(growBytes) {}
-  CppExpMemFile(BYTE* buffer, UINT size, UINT growBytes) : ExpMemFile(buffer, size, growBytes) {}
+  explicit RawDataMemFile(UINT growBytes = 1024) : ExpMemFile(growBytes) {}
+  RawDataMemFile(BYTE* buffer, UINT size, UINT growBytes) : ExpMemFile(buffer, size, growBytes) {}
   // Views the block's bytes (grow step 0); a null block gives an empty file
   // with grow step 1024.
-  explicit CppExpMemFile(const CPtr<Block>& block);
-  explicit CppExpMemFile(const Block* block);
-  ~CppExpMemFile() override;
+  explicit RawDataMemFile(const CPtr<Block>& block);
+  explicit RawDataMemFile(const Block* block);
+  ~RawDataMemFile() override;
 
   // The file's bytes as a block of the file's length. A file that grew its
   // own buffer hands that buffer over without a copy; a file opened on a
@@ -41,9 +45,9 @@ class NK_API CppExpMemFile : public ExpMemFile {
   const unsigned char* GetBuffer() const { return m_lpBuffer; }
 
  protected:
+  // C-heap storage, as every raw-data buffer of either family is.
   BYTE* Alloc(SIZE_T bytes) override;
   void Free(BYTE* block) override;
-  BYTE* Realloc(BYTE* block, SIZE_T bytes) override;
 
  private:
   void View(Block* block);
@@ -54,31 +58,27 @@ class NK_API CppExpMemFile : public ExpMemFile {
   bool m_pinned = false;
 };
 
-class NK_API CrtExpMemFile : public ExpMemFile {
+extern template class RawDataMemFile<Allocator>;
+extern template class RawDataMemFile<Mallocator>;
+
+// Pairs with RefRawData<Allocator>. Grows as array new would: allocate,
+// copy, free.
+class NK_API CppExpMemFile : public RawDataMemFile<Allocator> {
  public:
-  using Block = RefRawData<Mallocator>;
-
-  explicit CrtExpMemFile(UINT growBytes = 1024) : ExpMemFile(growBytes) {}
-  CrtExpMemFile(BYTE* buffer, UINT size, UINT growBytes) : ExpMemFile(buffer, size, growBytes) {}
-  explicit CrtExpMemFile(const CPtr<Block>& block);
-  explicit CrtExpMemFile(const Block* block);
-  ~CrtExpMemFile() override;
-
-  CPtr<Block> DetachRawData();
-  const unsigned char* GetBuffer() const { return m_lpBuffer; }
+  using RawDataMemFile::RawDataMemFile;
 
  protected:
-  BYTE* Alloc(SIZE_T bytes) override;
-  void Free(BYTE* block) override;
   BYTE* Realloc(BYTE* block, SIZE_T bytes) override;
+};
 
- private:
-  void View(Block* block);
-  void ReleaseBlock();
+// Pairs with RefRawData<Mallocator>. Grows with realloc, which can resize in
+// place where the array-new twin cannot.
+class NK_API CrtExpMemFile : public RawDataMemFile<Mallocator> {
+ public:
+  using RawDataMemFile::RawDataMemFile;
 
-  CPtr<Block> m_block;
-  CPtr<Block> m_blockByAddress;
-  bool m_pinned = false;
+ protected:
+  BYTE* Realloc(BYTE* block, SIZE_T bytes) override;
 };
 
 }  // namespace Kernel

@@ -27,6 +27,9 @@
 #include <kernel/CPU.h>
 #include <kernel/PerfCounter.h>
 #include <kernel/Matrix.h>
+#include <kernel/Spline.h>
+#include <kernel/GradientStop.h>
+#include <kernel/Gradient.h>
 #include <kernel/EnumTraits.h>
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
@@ -34,5 +37,8 @@
 #include <kernel/PixelIterator.h>
 #include <kernel/CopyPixels.h>
 #include <kernel/PixelOperations.h>
+#include <kernel/Quantizer.h>
 #include <kernel/SystemParameters.h>
+#include <kernel/Colour.h>
+#include <kernel/CMYKMapper.h>
 #include <kernel/GradientTable.h>

@@ -7,6 +7,8 @@
 // leaks. The libpng structures are freed by a guard in the caller.
 #include <kernel/MemoryBitmap.h>
 
+#include "platform/Utf.h"
+
 #include <fcntl.h>
 #include <png.h>
 #include <sys/stat.h>
@@ -19,6 +21,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
+#include <cwchar>
 #include <string>
 
 #include <kernel/Exceptions.h>
@@ -28,30 +31,7 @@ namespace Kernel {
 namespace {
 
 // Wide (UTF-32) path to the UTF-8 bytes the system calls take.
-std::string ToUtf8(const wchar_t* text) {
-  std::string out;
-  if (text == nullptr) return out;
-  for (; *text != L'\0'; ++text) {
-    auto c = static_cast<uint32_t>(*text);
-    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  return out;
-}
+std::string ToUtf8(const wchar_t* text) { return text != nullptr ? Utf::WideToUtf8(text, std::wcslen(text)) : std::string(); }
 
 // The message of the last libpng error, kept in plain storage.
 struct ErrorSlot {

@@ -1,5 +1,7 @@
 #include "DisposalFile.h"
 
+#include "platform/Utf.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -114,25 +116,6 @@ int CreateFresh(const std::string& path) {
   return -1;
 }
 
-void AppendUtf8(std::string& out, uint32_t c) {
-  if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
-}
-
 std::string LeafName(const void* block) {
   char leaf[32];
   const auto low = static_cast<unsigned>(reinterpret_cast<uintptr_t>(block) & 0xFFFFFFFFu);
@@ -142,16 +125,9 @@ std::string LeafName(const void* block) {
 
 }  // namespace
 
-std::string ToUtf8(const wchar_t* text) {
-  std::string out;
-  if (text == nullptr) return out;
-  for (; *text != 0; ++text) AppendUtf8(out, static_cast<uint32_t>(*text));
-  return out;
-}
-
 void SetFolder(const CString& folder) {
   Folder& f = TheFolder();
-  std::string utf8 = ToUtf8(folder.GetString());
+  std::string utf8 = Utf::WideToUtf8(folder.GetString(), static_cast<size_t>(folder.GetLength()));
   std::lock_guard<std::mutex> hold(f.lock);
   f.wide = folder;
   f.utf8 = std::move(utf8);

@@ -25,7 +25,6 @@ bool HasFolder();
 // lowercase hexadecimal + ".dat".
 CString WideName(const void* block);
 std::string Utf8Name(const void* block);
-std::string ToUtf8(const wchar_t* text);
 
 // Bitwise NOT of n bytes in place.
 void Invert(unsigned char* bytes, size_t n);

@@ -12,22 +12,27 @@ UINT ViewLength(uint64_t size) { return static_cast<UINT>(std::min<uint64_t>(siz
 
 }  // namespace
 
-// --- CppExpMemFile ---------------------------------------------------------
+template <class A>
+RawDataMemFile<A>::RawDataMemFile(const CPtr<Block>& block) : ExpMemFile(1024), m_block(block) {
+  View(block.Get());
+}
 
-CppExpMemFile::CppExpMemFile(const CPtr<Block>& block) : ExpMemFile(1024), m_block(block) { View(block.Get()); }
-
-CppExpMemFile::CppExpMemFile(const Block* block) : ExpMemFile(1024), m_blockByAddress(const_cast<Block*>(block)) {
+template <class A>
+RawDataMemFile<A>::RawDataMemFile(const Block* block)
+    : ExpMemFile(1024), m_blockByAddress(const_cast<Block*>(block)) {
   View(m_blockByAddress.Get());
 }
 
-void CppExpMemFile::View(Block* block) {
+template <class A>
+void RawDataMemFile<A>::View(Block* block) {
   if (block == nullptr) return;
   block->PinContents();
   m_pinned = true;
   Attach(block->GetData(), ViewLength(block->GetSize()), 0);
 }
 
-void CppExpMemFile::ReleaseBlock() {
+template <class A>
+void RawDataMemFile<A>::ReleaseBlock() {
   Block* block = m_block ? m_block.Get() : m_blockByAddress.Get();
   if (m_pinned && block != nullptr) block->UnpinContents();
   m_pinned = false;
@@ -35,14 +40,16 @@ void CppExpMemFile::ReleaseBlock() {
   m_blockByAddress = nullptr;
 }
 
-CppExpMemFile::~CppExpMemFile() {
+template <class A>
+RawDataMemFile<A>::~RawDataMemFile() {
   // The view must not outlive the pin: forget the buffer (it is the block's)
   // before the block may be released or written out.
   if (m_pinned) CMemFile::Detach();
   ReleaseBlock();
 }
 
-CPtr<CppExpMemFile::Block> CppExpMemFile::DetachRawData() {
+template <class A>
+CPtr<RefRawData<A>> RawDataMemFile<A>::DetachRawData() {
   const ULONGLONG length = GetLength();
   if (m_pinned) {
     CPtr<Block> block = m_block ? m_block : m_blockByAddress;
@@ -54,12 +61,18 @@ CPtr<CppExpMemFile::Block> CppExpMemFile::DetachRawData() {
   return CPtr<Block>(new Block(buffer, buffer != nullptr ? length : 0, false));
 }
 
-BYTE* CppExpMemFile::Alloc(SIZE_T bytes) {
-  // C-heap storage, as every RefRawData<Allocator> buffer is.
+template <class A>
+BYTE* RawDataMemFile<A>::Alloc(SIZE_T bytes) {
   return static_cast<BYTE*>(std::malloc(bytes == 0 ? 1 : bytes));
 }
 
-void CppExpMemFile::Free(BYTE* block) { std::free(block); }
+template <class A>
+void RawDataMemFile<A>::Free(BYTE* block) {
+  std::free(block);
+}
+
+template class RawDataMemFile<Allocator>;
+template class RawDataMemFile<Mallocator>;
 
 BYTE* CppExpMemFile::Realloc(BYTE* block, SIZE_T bytes) {
   if (bytes == m_nBufferSize) return m_lpBuffer;
@@ -70,53 +83,8 @@ BYTE* CppExpMemFile::Realloc(BYTE* block, SIZE_T bytes) {
   return fresh;
 }
 
-// --- CrtExpMemFile ---------------------------------------------------------
-
-CrtExpMemFile::CrtExpMemFile(const CPtr<Block>& block) : ExpMemFile(1024), m_block(block) { View(block.Get()); }
-
-CrtExpMemFile::CrtExpMemFile(const Block* block) : ExpMemFile(1024), m_blockByAddress(const_cast<Block*>(block)) {
-  View(m_blockByAddress.Get());
-}
-
-void CrtExpMemFile::View(Block* block) {
-  if (block == nullptr) return;
-  block->PinContents();
-  m_pinned = true;
-  Attach(block->GetData(), ViewLength(block->GetSize()), 0);
-}
-
-void CrtExpMemFile::ReleaseBlock() {
-  Block* block = m_block ? m_block.Get() : m_blockByAddress.Get();
-  if (m_pinned && block != nullptr) block->UnpinContents();
-  m_pinned = false;
-  m_block = nullptr;
-  m_blockByAddress = nullptr;
-}
-
-CrtExpMemFile::~CrtExpMemFile() {
-  if (m_pinned) CMemFile::Detach();
-  ReleaseBlock();
-}
-
-CPtr<CrtExpMemFile::Block> CrtExpMemFile::DetachRawData() {
-  const ULONGLONG length = GetLength();
-  if (m_pinned) {
-    CPtr<Block> block = m_block ? m_block : m_blockByAddress;
-    CMemFile::Detach();
-    ReleaseBlock();
-    return block;
-  }
-  BYTE* buffer = CMemFile::Detach();
-  return CPtr<Block>(new Block(buffer, buffer != nullptr ? length : 0, false));
-}
-
-BYTE* CrtExpMemFile::Alloc(SIZE_T bytes) { return static_cast<BYTE*>(std::malloc(bytes == 0 ? 1 : bytes)); }
-
-void CrtExpMemFile::Free(BYTE* block) { std::free(block); }
-
 BYTE* CrtExpMemFile::Realloc(BYTE* block, SIZE_T bytes) {
   if (bytes == m_nBufferSize) return m_lpBuffer;
-  // The C heap can resize in place, which the array-new twin cannot.
   return static_cast<BYTE*>(std::realloc(block, bytes == 0 ? 1 : bytes));
 }
 

@@ -18,6 +18,11 @@ void Compact();
 // that a caller may retry with the same block after a failure.
 unsigned char* Resize(unsigned char* block, uint64_t size);
 
+// Called on a large buffer that is about to be written from end to end at
+// once (a block read back from its disposal file). Asks for it to be faulted
+// in 2 MiB at a time rather than 4 KiB; see Heap.cpp for when it does so.
+void PrepareLargeFill(unsigned char* block, uint64_t size);
+
 // Resizes a C-heap block with realloc, running the memory manager's recovery
 // ladder when that fails, as its allocation hooks do. Null (and the block
 // untouched) when even that does not make room. Defined with the manager.

@@ -516,6 +516,7 @@ void RefRawData<A>::RestoreFromDisk() const {
       continue;
     }
     const std::string path = DisposalFile::Utf8Name(this);
+    Heap::PrepareLargeFill(buffer, std::min(m_size, capacity));
     const int64_t got = DisposalFile::Read(path, buffer, std::min(m_size, capacity));
     m_data = buffer;
     m_flushed.store(false, std::memory_order_release);

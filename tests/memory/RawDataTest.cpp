@@ -326,6 +326,26 @@ TEST(RawDataDisposal, FileHoldsTheInvertedBytesUnderTheBlocksAddress) {
   EXPECT_EQ(folder.FileCount(), 0u);
 }
 
+// The file is written and read through a fixed-size buffer, and large
+// restores are faulted in by huge pages: sizes on either side of those
+// boundaries must come back byte for byte, with every byte value present.
+TEST(RawDataDisposal, RoundTripsAcrossBufferAndPageBoundaries) {
+  nktest::TempFolder folder;
+  nktest::DisposalFolder set(folder.Wide());
+  const size_t kBuffer = 256 * 1024, kHuge = 2u << 20;
+  for (size_t size : {size_t(1), size_t(63), size_t(65), kBuffer - 1, kBuffer, kBuffer + 1, 3 * kBuffer + 17,
+                      4 * kHuge - 1, 5 * kHuge + 4099}) {
+    std::string text(size, '\0');
+    uint32_t x = static_cast<uint32_t>(size);
+    for (char& c : text) c = static_cast<char>((x = x * 1664525u + 1013904223u) >> 24);
+    auto a = MakeBlock(text);
+    ASSERT_TRUE(a->FlushToDisk()) << size;
+    EXPECT_EQ(std::filesystem::file_size(std::filesystem::path(a->GetDisposalFileName().GetString())), size);
+    EXPECT_TRUE(Bytes(*a) == text) << "block of " << size << " bytes";
+    EXPECT_EQ(folder.FileCount(), 0u);
+  }
+}
+
 TEST(RawDataDisposal, PlantedLinksAndStaleFilesAreNeverWrittenThrough) {
   nktest::TempFolder folder;
   nktest::DisposalFolder set(folder.Wide());
