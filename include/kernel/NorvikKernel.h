@@ -27,6 +27,7 @@
 #include <kernel/CPU.h>
 #include <kernel/PerfCounter.h>
 #include <kernel/Matrix.h>
+#include <kernel/Spline.h>
 #include <kernel/EnumTraits.h>
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>

@@ -1,0 +1,394 @@
+#include <kernel/CObject.h>
+#include <kernel/RefCount.h>
+#include <kernel/Spline.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace {
+
+using Kernel::CSpline;
+
+CSpline Make(const std::vector<double>& x, const std::vector<double>& y, bool linear = false) {
+  CSpline s;
+  s.SetLinear(linear);
+  s.Set(x.data(), y.data(), int(x.size()));
+  return s;
+}
+
+// Ends are closed and flat: at and beyond the first and last knot the value
+// is the end knot's and both derivatives are 0, for either kind of curve.
+TEST(Spline, OutsideAndAtTheEnds) {
+  struct Case {
+    const char* name;
+    std::vector<double> x, y;
+    double at, value;
+  };
+  const Case cases[] = {
+      {"below", {1, 2, 4}, {10, -3, 7}, 0.5, 10},
+      {"at first", {1, 2, 4}, {10, -3, 7}, 1.0, 10},
+      {"at last", {1, 2, 4}, {10, -3, 7}, 4.0, 7},
+      {"above", {1, 2, 4}, {10, -3, 7}, 1e9, 7},
+      {"minus infinity", {1, 2, 4}, {10, -3, 7}, -std::numeric_limits<double>::infinity(), 10},
+      {"one knot, left", {3}, {42}, -5, 42},
+      {"one knot, on it", {3}, {42}, 3, 42},
+      {"one knot, right", {3}, {42}, 1e300, 42},
+  };
+  for (const Case& c : cases) {
+    for (bool linear : {false, true}) {
+      const CSpline s = Make(c.x, c.y, linear);
+      SCOPED_TRACE(c.name);
+      SCOPED_TRACE(linear ? "linear" : "cubic");
+      EXPECT_EQ(s.Interpolate(c.at), c.value);
+      EXPECT_EQ(s.Derivative(c.at), 0.0);
+      EXPECT_EQ(s.LinearInterpolate(c.at), c.value);
+      EXPECT_EQ(s.CubicInterpolate(c.at), c.value);
+    }
+  }
+}
+
+TEST(Spline, EmptySplineEvaluatesToZero) {
+  const CSpline s;
+  EXPECT_EQ(s.GetCount(), 0);
+  EXPECT_TRUE(s.IsCubic());
+  EXPECT_EQ(s.GetYP1(), 1e300);
+  EXPECT_EQ(s.GetYPN(), 1e300);
+  for (double x : {-1.0, 0.0, 1.0}) {
+    EXPECT_EQ(s.CubicInterpolate(x), 0.0);
+    EXPECT_EQ(s.LinearInterpolate(x), 0.0);
+    EXPECT_EQ(s.CubicDerivative(x), 0.0);
+    EXPECT_EQ(s.LinearDerivative(x), 0.0);
+  }
+}
+
+// Worked by hand: knots (0,0), (1,1), (2,0) with natural ends give the
+// single equation (4/6) y2[1] = -2, so y2 = {0, -3, 0}; at 0.5 the cubic is
+// 0.5 + (0.125 - 0.5) * -3 / 6 = 0.6875 and its slope 1 + (3 * 0.25 - 1) / 6 * -3.
+TEST(Spline, HandWorkedNaturalCurve) {
+  const CSpline s = Make({0, 1, 2}, {0, 1, 0});
+  EXPECT_DOUBLE_EQ(s.GetY2(0), 0.0);
+  EXPECT_DOUBLE_EQ(s.GetY2(1), -3.0);
+  EXPECT_DOUBLE_EQ(s.GetY2(2), 0.0);
+  struct Case {
+    double x, value, slope;
+  };
+  // Derivative at x in [0,1]: 1 + (3B^2 - 1)/6 * -3 with B = x.
+  for (const Case& c :
+       {Case{0.5, 0.6875, 1.0 + (0.75 - 1.0) / 6 * -3.0}, Case{1.5, 0.6875, -(1.0 + (0.75 - 1.0) / 6 * -3.0)},
+        Case{0.25, 0.25 + (0.25 * 0.25 * 0.25 - 0.25) * -3.0 / 6, 1.0 + (3 * 0.0625 - 1.0) / 6 * -3.0}}) {
+    EXPECT_NEAR(s.Interpolate(c.x), c.value, 1e-15) << c.x;
+    EXPECT_NEAR(s.Derivative(c.x), c.slope, 1e-15) << c.x;
+  }
+  // The linear form of the same knots.
+  EXPECT_DOUBLE_EQ(s.LinearInterpolate(0.25), 0.25);
+  EXPECT_DOUBLE_EQ(s.LinearDerivative(1.75), -1.0);
+}
+
+// With natural ends, collinear knots have zero curvature everywhere, so the
+// cubic and the linear curve coincide.
+TEST(Spline, CollinearKnotsCubicEqualsLinear) {
+  const std::vector<std::vector<double>> xs = {{0, 2, 3}, {-1, 0.5, 7}, {10, 11, 12}};
+  for (const auto& x : xs) {
+    std::vector<double> y;
+    for (double v : x) y.push_back(2 * v + 1);
+    const CSpline s = Make(x, y);
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(s.GetY2(i), 0.0, 1e-12);
+    for (double t = x.front(); t <= x.back(); t += 0.125) {
+      EXPECT_NEAR(s.CubicInterpolate(t), s.LinearInterpolate(t), 1e-12) << t;
+      if (t > x.front() && t < x.back()) {
+        EXPECT_NEAR(s.CubicDerivative(t), 2.0, 1e-12) << t;
+      }
+    }
+  }
+}
+
+// A clamped cubic spline through samples of a cubic polynomial, given the
+// polynomial's exact end slopes, is that polynomial.
+TEST(Spline, ClampedEndsReproduceACubic) {
+  auto p = [](double x) { return ((0.5 * x - 2.0) * x + 3.0) * x - 1.0; };
+  auto dp = [](double x) { return (1.5 * x - 4.0) * x + 3.0; };
+  const std::vector<double> x = {-1, 0, 0.5, 1.5, 2, 3.25, 4};
+  std::vector<double> y;
+  for (double v : x) y.push_back(p(v));
+  CSpline s = Make(x, y);
+  const double natural = s.Interpolate(-0.5);
+  s.SetBoundaryConditions(dp(-1), dp(4));
+  EXPECT_EQ(s.GetYP1(), dp(-1));
+  for (double t = -1.0; t < 4.0; t += 0.0625) {
+    EXPECT_NEAR(s.Interpolate(t), p(t), 1e-9) << t;
+    if (t > -1.0) {
+      EXPECT_NEAR(s.Derivative(t), dp(t), 1e-9) << t;
+    }
+  }
+  // The natural spline differs near the ends, so the clamped ends did count.
+  EXPECT_GT(std::fabs(natural - p(-0.5)), 1e-3);
+  // One clamped end, one natural: the natural end has zero curvature.
+  s.SetBoundaryConditions(dp(-1), 9.91e29);
+  EXPECT_NEAR(s.GetY2(int(x.size()) - 1), 0.0, 1e-12);
+  EXPECT_GT(std::fabs(s.GetY2(0)), 1.0);
+  // Just under the threshold counts as a (huge) slope, not as natural.
+  s.SetBoundaryConditions(9.8e29, 1e300);
+  EXPECT_GT(std::fabs(s.GetY2(0)), 1e20);
+}
+
+// AddKnot returns the index of the last knot, never where the knot went.
+TEST(Spline, AddKnotReturnsLastIndex) {
+  struct Case {
+    double x, y;
+    int expectIndex;  // where the knot must land
+  };
+  const Case cases[] = {{-5, 1, 0}, {0, 1, 0}, {0.5, 1, 1}, {1, 1, 1}, {2, 1, 2}, {2.5, 1, 3}};
+  for (const Case& c : cases) {
+    CSpline s;
+    EXPECT_EQ(s.AddKnot(0, 10), 0);
+    EXPECT_EQ(s.AddKnot(2, 30), 1);
+    EXPECT_EQ(s.AddKnot(1, 20), 2);
+    EXPECT_EQ(s.AddKnot(c.x, c.y), 3) << c.x;
+    ASSERT_EQ(s.GetCount(), 4);
+    EXPECT_EQ(s.GetX(c.expectIndex), c.x) << c.x;
+    // An equal x goes before the existing knot: its y is the new one.
+    EXPECT_EQ(s.GetY(c.expectIndex), c.y) << c.x;
+    for (int i = 1; i < 4; ++i) EXPECT_LE(s.GetX(i - 1), s.GetX(i));
+  }
+}
+
+TEST(Spline, SetZeroKeepsRemoveKnotsClears) {
+  CSpline s = Make({0, 1, 2}, {5, 6, 9});
+  s.Set(nullptr, nullptr, 0);
+  ASSERT_EQ(s.GetCount(), 3);
+  EXPECT_EQ(s.GetY(2), 9.0);
+  s.Set(nullptr, nullptr, -4);
+  EXPECT_EQ(s.GetCount(), 3);
+  s.RemoveKnots();
+  EXPECT_EQ(s.GetCount(), 0);
+  EXPECT_EQ(s.Interpolate(1.0), 0.0);
+  // The cleared spline is usable again.
+  EXPECT_EQ(s.AddKnot(4, 4), 0);
+  EXPECT_EQ(s.Interpolate(100), 4.0);
+}
+
+TEST(Spline, InsertAndRemoveKnots) {
+  CSpline s = Make({0, 1, 2, 3}, {0, 10, 20, 30});
+  // No ordering check on insertion: the knot goes where it is told.
+  s.InsertKnot(0, 7, 70);
+  ASSERT_EQ(s.GetCount(), 5);
+  EXPECT_EQ(s.GetX(0), 7.0);
+  s.RemoveKnot(0);
+  s.RemoveKnot(2);
+  ASSERT_EQ(s.GetCount(), 3);
+  const double x[] = {0, 1, 3};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(s.GetX(i), x[i]);
+    EXPECT_EQ(s.GetY(i), 10 * x[i]);
+  }
+  // Rebuilt through Set, so the curvature follows the new knots.
+  EXPECT_NEAR(s.GetY2(1), 0.0, 1e-12);
+  // Removing the last remaining knot goes through Set with a count of 0,
+  // which changes nothing.
+  CSpline one = Make({2}, {8});
+  one.RemoveKnot(0);
+  ASSERT_EQ(one.GetCount(), 1);
+  EXPECT_EQ(one.GetY(0), 8.0);
+}
+
+TEST(Spline, SettersRecomputeCurvature) {
+  struct Case {
+    const char* name;
+    void (*edit)(CSpline&);
+    std::vector<double> x, y;  // the knots the edit should leave
+  };
+  const Case cases[] = {
+      {"SetX", [](CSpline& s) { s.SetX(1, 1.5); }, {0, 1.5, 2, 4}, {0, 3, 1, 2}},
+      {"SetY", [](CSpline& s) { s.SetY(2, -6); }, {0, 1, 2, 4}, {0, 3, -6, 2}},
+      {"SetXY", [](CSpline& s) { s.SetXY(3, 5, 0); }, {0, 1, 2, 5}, {0, 3, 1, 0}},
+      {"Set same count",
+       [](CSpline& s) {
+         const double x[] = {0, 2, 3, 4}, y[] = {1, 1, 0, 1};
+         s.Set(x, y, 4);
+       },
+       {0, 2, 3, 4},
+       {1, 1, 0, 1}},
+  };
+  for (const Case& c : cases) {
+    CSpline s = Make({0, 1, 2, 4}, {0, 3, 1, 2});
+    c.edit(s);
+    const CSpline fresh = Make(c.x, c.y);
+    ASSERT_EQ(s, fresh) << c.name;
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(s.GetY2(i), fresh.GetY2(i)) << c.name << " " << i;
+    for (double t = 0; t < 5; t += 0.3) EXPECT_EQ(s.Interpolate(t), fresh.Interpolate(t)) << c.name << " " << t;
+  }
+}
+
+// The interval cache must never change a result, whatever order queries
+// come in and whatever edits happened in between.
+TEST(Spline, CacheDoesNotChangeResults) {
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> step(0.1, 2.0), value(-50, 50), where(-5, 80);
+  std::vector<double> x(30), y(30);
+  double at = 0;
+  for (int i = 0; i < 30; ++i) {
+    x[i] = at += step(rng);
+    y[i] = value(rng);
+  }
+  CSpline s = Make(x, y);
+  std::vector<double> queries;
+  for (double t = -2; t < 70; t += 0.37) queries.push_back(t);        // ascending
+  for (double t = 70; t > -2; t -= 0.41) queries.push_back(t);        // descending
+  for (int i = 0; i < 500; ++i) queries.push_back(where(rng));        // random
+  for (int i = 0; i < 30; ++i) queries.push_back(x[std::size_t(i)]);  // on the knots
+  for (double q : queries) {
+    const CSpline fresh = Make(x, y);
+    ASSERT_EQ(s.CubicInterpolate(q), fresh.CubicInterpolate(q)) << q;
+    ASSERT_EQ(s.CubicDerivative(q), CSpline(fresh).CubicDerivative(q)) << q;
+    ASSERT_EQ(s.LinearInterpolate(q), CSpline(fresh).LinearInterpolate(q)) << q;
+    ASSERT_EQ(s.LinearDerivative(q), CSpline(fresh).LinearDerivative(q)) << q;
+  }
+  // Park the cache on the last interval, then shrink the spline under it.
+  EXPECT_EQ(s.Interpolate(x[28] + 0.01), Make(x, y).Interpolate(x[28] + 0.01));
+  for (int i = 0; i < 25; ++i) s.RemoveKnot(s.GetCount() - 1);
+  const std::vector<double> x5(x.begin(), x.begin() + 5), y5(y.begin(), y.begin() + 5);
+  for (double q : {x[3] + 0.1, x[0] + 0.1, x[4] - 1e-9}) EXPECT_EQ(s.Interpolate(q), Make(x5, y5).Interpolate(q));
+  EXPECT_EQ(s.Interpolate(x[20]), y[4]);
+}
+
+TEST(Spline, CopyScaleAddsOffsetBeforeScaling) {
+  CSpline src = Make({0, 1, 3}, {2, 4, 3}, true);
+  CSpline target;
+  target.SetBoundaryConditions(1.0, -1.0);
+  src.CopyScale(target, 2.0, 10.0, 0.5, -2.0);
+  ASSERT_EQ(target.GetCount(), 3);
+  const double x[] = {20, 22, 26}, y[] = {0, 1, 0.5};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(target.GetX(i), x[i]);
+    EXPECT_EQ(target.GetY(i), y[i]);
+  }
+  EXPECT_TRUE(target.IsLinear());
+  // The target keeps its own end slopes and its curvature follows them.
+  EXPECT_EQ(target.GetYP1(), 1.0);
+  CSpline expect = Make({20, 22, 26}, {0, 1, 0.5});
+  expect.SetBoundaryConditions(1.0, -1.0);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(target.GetY2(i), expect.GetY2(i));
+  // Onto itself.
+  src.CopyScale(src, -1.0, 0.0, 1.0, 1.0);
+  EXPECT_EQ(src.GetX(2), -3.0);
+  EXPECT_EQ(src.GetY(0), 3.0);
+  // An empty source empties the target.
+  CSpline().CopyScale(target, 1, 0, 1, 0);
+  EXPECT_EQ(target.GetCount(), 0);
+  EXPECT_FALSE(target.IsLinear());
+}
+
+TEST(Spline, CreateTableRoundsAndClamps) {
+  // A one-knot spline is a constant, so each value reaches the rounding
+  // exactly as written.
+  struct Case {
+    double v;
+    unsigned char entry;
+  };
+  const Case cases[] = {{-1000, 0},   {-0.50001, 0}, {-0.5, 0},     {-0.49, 0},       {0.49, 0},
+                        {0.5, 1},     {1.5, 2},      {127.49, 127}, {254.49, 254},    {254.5, 255},
+                        {255.4, 255}, {255.5, 255},  {1e300, 255},  {std::nan(""), 0}};
+  for (const Case& c : cases) {
+    const CSpline s = Make({0}, {c.v});
+    unsigned char table[3] = {77, 77, 77};
+    s.CreateTable(table, 3, 0, 255, 1.0, 0.0);
+    for (unsigned char e : table) EXPECT_EQ(int(e), int(c.entry)) << c.v;
+  }
+  // The offset is added before the scale: (x - 10) * 2 along a ramp.
+  const CSpline ramp = Make({0, 255}, {0, 255}, true);
+  unsigned char table[256];
+  ramp.CreateTable(table, 256, 0, 255, 2.0, -10.0);
+  struct Entry {
+    int i, value;
+  };
+  for (const Entry& e :
+       {Entry{0, 0}, Entry{10, 0}, Entry{11, 2}, Entry{100, 180}, Entry{137, 254}, Entry{138, 255}, Entry{255, 255}})
+    EXPECT_EQ(int(table[e.i]), e.value) << e.i;
+  // Reversed range and a single entry.
+  ramp.CreateTable(table, 256, 255, 0, 1.0, 0.0);
+  EXPECT_EQ(int(table[0]), 255);
+  EXPECT_EQ(int(table[200]), 55);
+  table[1] = 99;
+  ramp.CreateTable(table, 1, 40, 80, 1.0, 0.0);
+  EXPECT_EQ(int(table[0]), 40);
+  EXPECT_EQ(int(table[1]), 99);
+}
+
+TEST(Spline, EqualityWithinTolerance) {
+  const CSpline base = Make({0, 1, 2}, {3, 4, 6});
+  struct Case {
+    const char* name;
+    void (*edit)(CSpline&);
+    bool equal;
+  };
+  const Case cases[] = {
+      {"unchanged", [](CSpline&) {}, true},
+      {"x within 1e-6", [](CSpline& s) { s.SetX(1, 1 + 9e-7); }, true},
+      {"x beyond 1e-6", [](CSpline& s) { s.SetX(1, 1 + 2e-6); }, false},
+      {"y within", [](CSpline& s) { s.SetY(2, 6 - 9e-7); }, true},
+      {"y beyond", [](CSpline& s) { s.SetY(0, 3 + 1.5e-6); }, false},
+      {"linear", [](CSpline& s) { s.SetLinear(true); }, false},
+      {"yp1", [](CSpline& s) { s.SetBoundaryConditions(0.5, 1e300); }, false},
+      {"ypn", [](CSpline& s) { s.SetBoundaryConditions(1e300, 0.5); }, false},
+      // Both natural, but the values differ: compared as numbers.
+      {"other natural value", [](CSpline& s) { s.SetBoundaryConditions(1e300, 1e31); }, false},
+      {"count", [](CSpline& s) { s.AddKnot(3, 7); }, false},
+      {"y nan", [](CSpline& s) { s.SetY(1, std::nan("")); }, false},
+  };
+  for (const Case& c : cases) {
+    CSpline other = base;
+    c.edit(other);
+    EXPECT_EQ(other == base, c.equal) << c.name;
+    EXPECT_EQ(base == other, c.equal) << c.name;
+    EXPECT_EQ(other != base, !c.equal) << c.name;
+  }
+  EXPECT_TRUE(CSpline() == CSpline());
+}
+
+TEST(Spline, CopyKeepsCurvatureAndNotTheCount) {
+  CSpline a = Make({0, 1, 2, 3}, {0, 2, 1, 3});
+  a.SetBoundaryConditions(0.25, -0.75);
+  a.Interpolate(2.5);  // move the cache off the first interval
+  Kernel::CPtr<CSpline> held(new CSpline);
+  *held = a;
+  EXPECT_EQ(held->GetRefCount(), 1);
+  const CSpline copy(a);
+  EXPECT_EQ(copy.GetRefCount(), 0);
+  for (const CSpline* s : {&copy, static_cast<const CSpline*>(held.Get())}) {
+    ASSERT_EQ(*s, a);
+    EXPECT_EQ(s->GetYP1(), 0.25);
+    EXPECT_EQ(s->GetYPN(), -0.75);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(s->GetY2(i), a.GetY2(i));
+    for (double t : {0.5, 2.5, 1.5}) EXPECT_EQ(s->Interpolate(t), a.Interpolate(t));
+  }
+  // Assigning an empty spline empties; self-assignment changes nothing.
+  *held = CSpline();
+  EXPECT_EQ(held->GetCount(), 0);
+  CSpline& same = a;
+  a = same;
+  EXPECT_EQ(a.GetCount(), 4);
+}
+
+TEST(Spline, CreatedByClassName) {
+  CRuntimeClass* cls = CRuntimeClass::FromName("CSpline");
+  ASSERT_NE(cls, nullptr);
+  EXPECT_STREQ(cls->m_lpszClassName, "CSpline");
+  CObject* object = cls->CreateObject();
+  ASSERT_NE(object, nullptr);
+  EXPECT_TRUE(object->IsKindOf(RUNTIME_CLASS(CSpline)));
+  auto* spline = dynamic_cast<CSpline*>(object);
+  ASSERT_NE(spline, nullptr);
+  EXPECT_EQ(spline->GetCount(), 0);
+  EXPECT_STREQ(spline->GetRuntimeClassName(), "CSpline");
+  EXPECT_GE(spline->Measure(), sizeof(CSpline));
+  spline->AddKnot(1, 1);
+  spline->AddKnot(2, 2);
+  EXPECT_EQ(spline->Measure(), sizeof(CSpline) + 6 * sizeof(double));
+  delete object;
+}
+
+}  // namespace
