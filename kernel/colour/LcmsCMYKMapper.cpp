@@ -123,6 +123,9 @@ CLcmsCMYKMapper::CLcmsCMYKMapper(const wchar_t* cmykProfile, Intent intent, bool
   cmsCloseProfile(cmyk);
   if (!impl.toCMYK || !impl.toRGB)
     fail(CFileException::invalidFile, lcmsReason(L"no conversion between it and sRGB can be built"));
+  // The log only serves construction; conversions may run on several threads
+  // at once and must not write to it.
+  cmsSetLogErrorHandlerTHR(impl.context, nullptr);
 }
 
 CLcmsCMYKMapper::~CLcmsCMYKMapper() = default;
