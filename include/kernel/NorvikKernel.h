@@ -28,6 +28,8 @@
 #include <kernel/PerfCounter.h>
 #include <kernel/Matrix.h>
 #include <kernel/Spline.h>
+#include <kernel/GradientStop.h>
+#include <kernel/Gradient.h>
 #include <kernel/EnumTraits.h>
 #include <kernel/PixelFormat.h>
 #include <kernel/Bitmap.h>
@@ -35,6 +37,7 @@
 #include <kernel/PixelIterator.h>
 #include <kernel/CopyPixels.h>
 #include <kernel/PixelOperations.h>
+#include <kernel/Quantizer.h>
 #include <kernel/SystemParameters.h>
 #include <kernel/Colour.h>
 #include <kernel/CMYKMapper.h>

@@ -1,0 +1,236 @@
+#include <kernel/CArchive.h>
+#include <kernel/CFile.h>
+#include <kernel/CString.h>
+#include <kernel/Dynamic.h>
+#include <kernel/Exceptions.h>
+#include <kernel/Gradient.h>
+#include <kernel/Persist.h>
+
+#include <gtest/gtest.h>
+
+#include "GradientTestSupport.h"
+
+namespace {
+
+using Kernel::CGradient;
+using Kernel::CGradientSolid;
+using Kernel::CGradientStop;
+using Kernel::CPtr;
+using Kernel::MakePtr;
+using namespace gradient_test;
+
+// Knows when it is destroyed, to see who keeps a loaded gradient alive.
+class CountedSolid : public CGradientSolid {
+ public:
+  explicit CountedSolid(bool* destroyed) : m_destroyed(destroyed) {}
+  ~CountedSolid() override { *m_destroyed = true; }
+
+ private:
+  bool* m_destroyed;
+};
+
+// Schema 11 layout of a blue-to-red gradient with opacity 0x80 -> 0xFF.
+Bytes SolidLayout(int schema, int smoothness) {
+  return Layout()
+      .I32(schema)
+      .I32(10)  // the base part
+      .I32(10)
+      .I32(2)
+      .Stop(0x800000FFu, kZero, kHalf)
+      .Stop(0xFFFF0000u, kOne, kHalf)
+      .I32(10)
+      .I32(2)
+      .Stop(0x80u, kZero, kHalf)
+      .Stop(0xFFu, kOne, kHalf)
+      .I32(smoothness)
+      .Get();
+}
+
+TEST(GradientSolidArchive, StoredLayout) {
+  auto g = MakePtr<CGradientSolid>(0x800000FFu, 0xFFFF0000u);
+  g->SetSmoothness(37);
+  EXPECT_EQ(Store(*g), SolidLayout(11, 37));
+}
+
+TEST(GradientSolidArchive, SchemaTenPredatesSmoothness) {
+  struct Case {
+    int schema;
+    int storedSmoothness;
+    int smoothness;
+  };
+  for (const Case& c : {Case{10, 0, 100}, Case{10, 55, 100}, Case{9, 0, 100}, Case{11, 0, 0}, Case{11, 250, 250},
+                        Case{11, -4, -4}, Case{12, 7, 7}}) {
+    auto g = MakePtr<CGradientSolid>();
+    g->SetSmoothness(3);
+    EXPECT_EQ(Load(SolidLayout(c.schema, c.storedSmoothness), *g), 0u);
+    EXPECT_EQ(g->GetSmoothness(), c.smoothness) << c.schema << " " << c.storedSmoothness;
+    EXPECT_TRUE(g->GetRGBStops() == CGradientSolid(0x800000FFu, 0xFFFF0000u).GetRGBStops());
+    EXPECT_TRUE(g->GetAlphaStops() == CGradientSolid(0x800000FFu, 0xFFFF0000u).GetAlphaStops());
+  }
+}
+
+TEST(GradientSolidArchive, RoundTrip) {
+  auto g = MakePtr<CGradientSolid>(0x00000000u, 0xFFFFFFFFu);
+  g->GetRGBStops().insert(std::next(g->GetRGBStops().begin()), CGradientStop(0x00336699u, 0.3, 0.15));
+  g->GetAlphaStops().clear();
+  g->SetSmoothness(0);
+  auto back = MakePtr<CGradientSolid>(0x11111111u, 0x22222222u);
+  EXPECT_EQ(Load(Store(*g), *back), 0u);
+  EXPECT_TRUE(*back == *g);
+  EXPECT_EQ(back->GetRefCount(), 1);  // the archive's map gave its reference back
+  for (double t : {0.0, 0.1, 0.3, 0.31, 0.9}) EXPECT_EQ(back->GetQuadValueFixed(t), g->GetQuadValueFixed(t)) << t;
+}
+
+TEST(GradientSolidArchive, TruncationAtEveryLengthThrowsAndKeepsTheGradient) {
+  const Bytes full = SolidLayout(11, 20);
+  for (size_t n = 0; n < full.size(); ++n) {
+    auto g = MakePtr<CGradientSolid>(0x01020304u, 0x05060708u);
+    const CGradientSolid before(*g);
+    try {
+      Load(Bytes(full.begin(), full.begin() + std::ptrdiff_t(n)), *g);
+      ADD_FAILURE() << "no exception at length " << n;
+    } catch (const CArchiveException& e) {
+      EXPECT_EQ(e.m_cause, CArchiveException::endOfFile) << n;
+    }
+    EXPECT_TRUE(*g == before) << n;
+    EXPECT_EQ(g->GetRefCount(), 1) << n;
+  }
+}
+
+TEST(GradientSolidArchive, AbsurdStopCountIsRefused) {
+  // A colour list that claims more stops than the rest of the archive holds.
+  const Bytes bytes = Layout().I32(11).I32(10).I32(10).I32(0x10000000).Stop(0u, kZero, kHalf).Get();
+  auto g = MakePtr<CGradientSolid>(0xFFu, 0xFF00u);
+  EXPECT_THROW(Load(bytes, *g), CArchiveException);
+  EXPECT_EQ(g->GetRGBStops().size(), 2u);
+}
+
+TEST(GradientSolidArchive, TheOutermostSessionDecidesWhoSurvives) {
+  const Bytes bytes = SolidLayout(11, 100);
+  // Without a session of the caller's an unowned gradient survives its load.
+  {
+    bool destroyed = false;
+    auto* g = new CountedSolid(&destroyed);
+    Load(bytes, *g);
+    EXPECT_FALSE(destroyed);
+    EXPECT_EQ(g->GetRefCount(), 0);
+    CPtr<CGradient> owner(g);
+    owner.Reset();
+    EXPECT_TRUE(destroyed);
+  }
+  // Inside a session, one that nobody takes is released when it ends; one
+  // taken by a holder lives on.
+  for (bool take : {false, true}) {
+    bool destroyed = false;
+    CPtr<CGradient> kept;
+    Bytes copy(bytes);
+    CMemFile file(copy.data(), UINT(copy.size()));
+    CArchive ar(&file, CArchive::load);
+    {
+      Persist::CPtrMapsSession session(ar);
+      auto* g = new CountedSolid(&destroyed);
+      g->Serialize(ar);
+      EXPECT_EQ(g->GetRefCount(), 1);  // the map's
+      EXPECT_EQ(session.GetMap().GetHeldCount<Kernel::CRefCount>(), 1);
+      if (take) kept = g;
+    }
+    EXPECT_EQ(destroyed, !take);
+    if (take) {
+      EXPECT_EQ(kept->GetRefCount(), 1);
+    }
+  }
+}
+
+TEST(GradientFactory, CreatesByClassName) {
+  Dynamic::CFactoryMap& factories = Dynamic::CFactoryMap::Instance();
+  struct Case {
+    const char* name;
+    const CRuntimeClass* made;  // null: nothing is made
+  };
+  for (const Case& c : {Case{"CGradientSolid", RUNTIME_CLASS(CGradientSolid)}, Case{"CGradient", nullptr},
+                        Case{"Kernel::CGradientSolid", nullptr}, Case{"cgradientsolid", nullptr}}) {
+    CObject* object = static_cast<CObject*>(factories.CreateObject(c.name));
+    EXPECT_EQ(object ? object->GetRuntimeClass() : nullptr, c.made) << c.name;
+    delete object;
+  }
+  // The abstract base is known by name, though it cannot be made.
+  EXPECT_NE(factories.GetFactory("CGradient"), nullptr);
+  EXPECT_STREQ(RUNTIME_CLASS(CGradient)->m_lpszClassName, "CGradient");
+  EXPECT_TRUE(RUNTIME_CLASS(CGradientSolid)->IsDerivedFrom(RUNTIME_CLASS(CGradient)));
+
+  auto g = MakePtr<CGradientSolid>();
+  EXPECT_STREQ(g->GetRuntimeClassName(), "CGradientSolid");
+  EXPECT_TRUE(g->IsValidClassName("CGradientSolid"));
+  EXPECT_TRUE(g->IsValidClassName("Kernel::CGradientSolid"));
+  EXPECT_FALSE(g->IsValidClassName("CGradient"));
+}
+
+// A document stores a gradient as its class name followed by the gradient;
+// loading re-creates it through the factory, reads it inside a session and
+// asks it for colours.
+TEST(GradientEndToEnd, StoredBytesToColourAtAPosition) {
+  // The class name as the document writes it, in the archive's narrow
+  // string form.
+  Bytes bytes;
+  {
+    CMemFile nameFile;
+    {
+      CArchive ar(&nameFile, CArchive::store);
+      ar << CStringA("CGradientSolid");
+    }
+    bytes.assign(nameFile.GetBufferPtr(), nameFile.GetBufferPtr() + nameFile.GetLength());
+  }
+  ASSERT_EQ(bytes.size(), 15u);  // length byte and the 14 characters
+  EXPECT_EQ(bytes[0], 14);
+  // Written before smoothness existed (schema 10): the stored 0 is replaced
+  // by the full ease. Red to blue with an opacity ramp from 0x40 to 0xC0 and
+  // the colour midpoint at 0.25.
+  Layout body;
+  body.I32(10)
+      .I32(10)
+      .I32(10)
+      .I32(2)
+      .Stop(0x000000FFu, kZero, kQuarter)
+      .Stop(0x00FF0000u, kOne, kHalf)
+      .I32(10)
+      .I32(2)
+      .Stop(0x40u, kZero, kHalf)
+      .Stop(0xC0u, kOne, kHalf)
+      .I32(0);
+  bytes.insert(bytes.end(), body.Get().begin(), body.Get().end());
+
+  CPtr<CGradient> gradient;
+  CMemFile file(bytes.data(), UINT(bytes.size()));
+  {
+    CArchive ar(&file, CArchive::load);
+    Persist::CPtrMapsSession session(ar);
+    CStringA className;
+    ar >> className;
+    CObject* made = static_cast<CObject*>(Dynamic::CFactoryMap::Instance().CreateObject(className));
+    ASSERT_NE(made, nullptr);
+    auto* g = dynamic_cast<CGradient*>(made);
+    ASSERT_NE(g, nullptr);
+    g->Serialize(ar);
+    gradient = g;
+  }
+  ASSERT_TRUE(gradient);
+  EXPECT_EQ(gradient->GetRefCount(), 1);
+  auto* solid = dynamic_cast<CGradientSolid*>(gradient.Get());
+  ASSERT_NE(solid, nullptr);
+  EXPECT_EQ(solid->GetSmoothness(), 100);
+  // At t = 0.25 the colour blend is half done (the midpoint) and the full
+  // ease leaves it there: 127.5 on red and blue. The opacity ramp has its
+  // midpoint at 0.5, so at 0.25 the ease gives 0x40 + 0x80 * 0.1464466 =
+  // 82.745 -> 10591.4 fixed.
+  const uint64_t quad = gradient->GetQuadValueFixed(0.25);
+  EXPECT_EQ(quad & 0xFFFF, 16320u);
+  EXPECT_EQ((quad >> 16) & 0xFFFF, 0u);
+  EXPECT_EQ((quad >> 32) & 0xFFFF, 16320u);
+  EXPECT_EQ(quad >> 48, 10591u);
+  EXPECT_EQ(solid->GetRGBValue(0.25), 0x800080u);
+  EXPECT_EQ(solid->GetAlphaValue(0.25), 83u);
+  EXPECT_EQ(solid->GetRGBValue(1.0), 0xFF0000u);
+  EXPECT_EQ(solid->GetAlphaValue(1.0), 0xC0u);
+}
+
+}  // namespace
