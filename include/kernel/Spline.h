@@ -27,9 +27,9 @@
 // end derivatives and schema 10 also the linear flag; the spline keeps its
 // current values for what the archive lacks. A failed load (truncated data,
 // a negative count or a count larger than the archive can hold) throws
-// CArchiveException and leaves the spline without knots; the flag and end
-// derivatives keep whatever was read before the failure. Counts are checked
-// against the bytes left in the archive before anything is allocated.
+// CArchiveException and leaves the spline without knots, its flag and end
+// derivatives as they were. Counts are checked against the bytes left in
+// the archive before anything is allocated.
 //
 // Property form: see GetProperties.
 //

@@ -235,20 +235,21 @@ void CSpline::RemoveKnots() noexcept {
 
 // The cache check is written so that a NaN query falls through to the
 // search, and the search keeps 1 <= k <= n - 1 whatever the x values hold,
-// so neither can leave the block.
-int CSpline::FindInterval(double v) const noexcept {
+// so neither can leave the block. Defined inline here so the evaluators
+// below get it without a call through the library's symbol table.
+inline int CSpline::FindInterval(double v) const noexcept {
+  const double* x = m_x;
   int k = m_khi;
-  if (m_x[k - 1] <= v && v < m_x[k]) return k;
+  if (x[k - 1] <= v && v < x[k]) return k;
   int lo = 1;
   int hi = m_n;
-  const double* x = m_x;
   while (hi - lo > 1) {
     const int mid = (hi + lo) >> 1;
-    // Both outcomes are computed so the compiler can select without a
-    // branch: random queries would mispredict about half of them.
-    const bool below = x[mid - 1] <= v;
-    lo = below ? mid : lo;
-    hi = below ? hi : mid;
+    // Selected through a mask rather than a branch: random queries would
+    // mispredict about half of the comparisons.
+    const int below = -int(x[mid - 1] <= v);
+    lo = (mid & below) | (lo & ~below);
+    hi = (hi & below) | (mid & ~below);
   }
   k = lo;
   m_khi = k;
@@ -259,7 +260,7 @@ int CSpline::FindInterval(double v) const noexcept {
 
 double CSpline::LinearInterpolate(double x) const {
   if (m_n <= 0) return 0.0;
-  if (x <= m_x[0]) return m_y[0];
+  if (x <= m_x[0] || m_n == 1) return m_y[0];  // a lone knot also answers a NaN
   if (x >= m_x[m_n - 1]) return m_y[m_n - 1];
   const int k = FindInterval(x);
   const double a = (m_x[k] - x) * m_invH;
@@ -269,7 +270,7 @@ double CSpline::LinearInterpolate(double x) const {
 
 double CSpline::CubicInterpolate(double x) const {
   if (m_n <= 0) return 0.0;
-  if (x <= m_x[0]) return m_y[0];
+  if (x <= m_x[0] || m_n == 1) return m_y[0];  // a lone knot also answers a NaN
   if (x >= m_x[m_n - 1]) return m_y[m_n - 1];
   const int k = FindInterval(x);
   const double h = m_h;
@@ -279,15 +280,13 @@ double CSpline::CubicInterpolate(double x) const {
 }
 
 double CSpline::LinearDerivative(double x) const {
-  if (m_n <= 0) return 0.0;
-  if (x <= m_x[0] || x >= m_x[m_n - 1]) return 0.0;
+  if (m_n <= 1 || x <= m_x[0] || x >= m_x[m_n - 1]) return 0.0;
   const int k = FindInterval(x);
   return (m_y[k] - m_y[k - 1]) * m_invH;
 }
 
 double CSpline::CubicDerivative(double x) const {
-  if (m_n <= 0) return 0.0;
-  if (x <= m_x[0] || x >= m_x[m_n - 1]) return 0.0;
+  if (m_n <= 1 || x <= m_x[0] || x >= m_x[m_n - 1]) return 0.0;
   const int k = FindInterval(x);
   const double h6 = m_h * kSixth;
   const double a = (m_x[k] - x) * m_invH;
@@ -350,35 +349,39 @@ void CSpline::Serialize(CArchive& ar) {
     return;
   }
 
-  // The old knots go first, so whatever fails below leaves an empty,
-  // consistent spline rather than a half-read one.
+  // The old knots go first; everything read is applied only once the whole
+  // record has arrived, so a failure leaves an empty spline with its flag
+  // and end derivatives as they were, never a half-read one.
   RemoveKnots();
   int32_t schema = 0;
   ar >> schema;
+  bool linear = m_linear;
   if (schema >= 11) {
-    BYTE linear = 0;
-    ar >> linear;
-    m_linear = linear != 0;
+    BYTE flag = 0;
+    ar >> flag;
+    linear = flag != 0;
   }
   int32_t n = 0;
   ar >> n;
   if (n < 0) AfxThrowArchiveException(CArchiveException::badIndex);
+  std::vector<double> values;
   if (n > 0) {
     const uint64_t bytes = uint64_t(n) * 3 * sizeof(double);
     if (bytes > RemainingBytes(ar)) AfxThrowArchiveException(CArchiveException::endOfFile);
-    const std::vector<double> values = ReadDoubles(ar, std::size_t(n) * 3);
+    values = ReadDoubles(ar, std::size_t(n) * 3);
+  }
+  double yp1 = m_yp1;
+  double ypn = m_ypn;
+  if (schema >= 12) ar >> yp1 >> ypn;
+  if (n > 0) {
     double* block = AllocateBlock(n);
     std::memcpy(block, values.data(), values.size() * sizeof(double));
     Adopt(block, n);
     ResetCache();
   }
-  if (schema >= 12) {
-    double yp1 = 0.0;
-    double ypn = 0.0;
-    ar >> yp1 >> ypn;
-    m_yp1 = yp1;
-    m_ypn = ypn;
-  }
+  m_linear = linear;
+  m_yp1 = yp1;
+  m_ypn = ypn;
 }
 
 bool CSpline::GetProperties(IClassProperty* bag) const {

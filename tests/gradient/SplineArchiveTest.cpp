@@ -155,15 +155,21 @@ TEST(SplineArchive, TruncatedAtEveryLengthThrows) {
   ASSERT_EQ(full.size(), 4u + 1 + 4 + 12 * 8 + 16);
   for (std::size_t len = 0; len < full.size(); ++len) {
     CSpline target = Make({5, 6, 7}, {1, 2, 3});
+    target.SetLinear(true);
+    target.SetBoundaryConditions(-4, 4);
     try {
       Load(std::vector<BYTE>(full.begin(), full.begin() + std::ptrdiff_t(len)), target);
       ADD_FAILURE() << "no exception at length " << len;
     } catch (const CArchiveException& e) {
       EXPECT_EQ(e.m_cause, CArchiveException::endOfFile) << len;
     }
-    // Once the knots are in, only the end slopes are missing.
-    EXPECT_EQ(target.GetCount(), len < 9 + 96 ? 0 : 4) << len;
-    EXPECT_EQ(target.Interpolate(6.0), len < 9 + 96 ? 0.0 : 1.0) << len;
+    // Nothing read is applied, not even the knots once only the end
+    // slopes are missing.
+    EXPECT_EQ(target.GetCount(), 0) << len;
+    EXPECT_EQ(target.Interpolate(6.0), 0.0) << len;
+    EXPECT_TRUE(target.IsLinear()) << len;
+    EXPECT_EQ(target.GetYP1(), -4.0) << len;
+    EXPECT_EQ(target.GetYPN(), 4.0) << len;
   }
 }
 

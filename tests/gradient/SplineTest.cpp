@@ -51,6 +51,31 @@ TEST(Spline, OutsideAndAtTheEnds) {
   }
 }
 
+// A NaN query compares false with every knot; it must neither read past a
+// short block nor disturb later queries.
+TEST(Spline, NanQueriesStayInside) {
+  const double nan = std::nan("");
+  for (int n : {1, 2, 5}) {
+    std::vector<double> x, y;
+    for (int i = 0; i < n; ++i) x.push_back(i), y.push_back(3.0 * i + 1);
+    for (bool linear : {false, true}) {
+      const CSpline s = Make(x, y, linear);
+      const double value = s.Interpolate(nan);
+      if (n == 1) {
+        EXPECT_EQ(value, 1.0);
+      } else {
+        EXPECT_TRUE(std::isnan(value)) << n;
+      }
+      const double slope = s.Derivative(nan);
+      if (n == 1) {
+        EXPECT_EQ(slope, 0.0);
+      } else {
+        EXPECT_DOUBLE_EQ(s.Interpolate(x.back() - 0.5), 3.0 * (x.back() - 0.5) + 1) << n;
+      }
+    }
+  }
+}
+
 TEST(Spline, EmptySplineEvaluatesToZero) {
   const CSpline s;
   EXPECT_EQ(s.GetCount(), 0);

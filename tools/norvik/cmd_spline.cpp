@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -72,9 +73,11 @@ Options Parse(const Args& args) {
   if (o.out.empty()) throw UsageError("spline needs an output file name");
   if (o.x.empty()) throw UsageError("spline needs at least one --knot X,Y");
   for (size_t k = 1; k < o.x.size(); ++k)
-    if (!(o.x[k] > o.x[k - 1]))
-      throw UsageError("knot x values must increase; " + std::to_string(o.x[k]) + " follows " +
-                       std::to_string(o.x[k - 1]));
+    if (!(o.x[k] > o.x[k - 1])) {
+      std::ostringstream text;
+      text << "knot x values must increase; " << o.x[k] << " follows " << o.x[k - 1];
+      throw UsageError(text.str());
+    }
   return o;
 }
 
