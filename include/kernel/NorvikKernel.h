@@ -39,5 +39,6 @@
 #include <kernel/PixelOperations.h>
 #include <kernel/Quantizer.h>
 #include <kernel/SystemParameters.h>
+#include <kernel/LUV.h>
 #include <kernel/Colour.h>
 #include <kernel/CMYKMapper.h>

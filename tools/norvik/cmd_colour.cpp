@@ -7,6 +7,7 @@
 
 #include <kernel/CMYKMapper.h>
 #include <kernel/Colour.h>
+#include <kernel/LUV.h>
 
 #include "Command.h"
 
@@ -116,6 +117,9 @@ int RunColour(const norvik::Args& args) {
   double L, a, bb;
   Kernel::RGBToLab(colour, L, a, bb);
   std::printf("L*a*b*        %.0f, %.0f, %.0f   (sRGB, D65)\n", L, a, bb);
+  float luv[3];
+  Kernel::RGBLUVConversions::RGBtoLUV(colour, luv);
+  std::printf("L*u*v*        %.2f, %.2f, %.2f   (single precision, sRGB)\n", luv[0], luv[1], luv[2]);
   std::printf("luminance     %d\n", Kernel::GetLuminance(colour));
   const uint32_t cmyk = mapper->RGBToCMYK(colour);
   const uint32_t back = mapper->CMYKToRGB(cmyk);
@@ -130,7 +134,7 @@ int RunColour(const norvik::Args& args) {
 
 NK_COMMAND("colour", "colour VALUE [--cmyk-profile FILE.icc]",
            "Shows one colour in every model: RGB, integer and floating HSL and HSV,\n"
-           "CIE L*a*b* (sRGB, D65), luminance and CMYK.\n\n"
+           "CIE L*a*b* (sRGB, D65), L*u*v*, luminance and CMYK.\n\n"
            "VALUE is one of:\n"
            "  #RRGGBB   hexadecimal, red first, as on the web       #FF8000\n"
            "  r,g,b     three decimal channels 0..255               255,128,0\n"
