@@ -1,4 +1,4 @@
-// Loads gradient stops, stop lists and gradients from arbitrary archive
+// Loads gradient stops, stop lists, splines and gradients from arbitrary archive
 // bytes, each inside a pointer-map session as a document loader would:
 // damaged counts and short data must end in an archive exception, never in
 // a crash or an allocation sized by a count alone. Whatever loads must store
@@ -9,7 +9,9 @@
 #include <kernel/Gradient.h>
 #include <kernel/GradientStop.h>
 #include <kernel/Persist.h>
+#include <kernel/Spline.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -46,6 +48,21 @@ bool Load(Bytes bytes, T& object) {
   }
 }
 
+// Splines are defined only over finite, strictly increasing knots; a spline
+// read from damaged bytes need not have them.
+bool KnotsInOrder(const Kernel::CSpline& spline) {
+  for (int i = 0; i < spline.GetCount(); ++i)
+    if (!std::isfinite(spline.GetX(i)) || (i > 0 && !(spline.GetX(i) > spline.GetX(i - 1)))) return false;
+  return true;
+}
+
+bool Evaluable(const Kernel::CGradientSolid&) { return true; }
+bool Evaluable(const Kernel::CGradientSpline& gradient) {
+  for (int channel = 0; channel < Kernel::CGradientSpline::c_channelCount; ++channel)
+    if (!KnotsInOrder(gradient.GetSpline(channel))) return false;
+  return true;
+}
+
 // Loads with a fresh object from make(); if that works, the stored form must
 // reload to itself.
 template <class Make>
@@ -56,9 +73,12 @@ void Exercise(const Bytes& input, Make make) {
   auto second = make();
   if (!Load(stored, *second)) __builtin_trap();
   if (Store(*second) != stored) __builtin_trap();
-  // Reading values must be safe whatever was loaded.
+  // Reading values must be safe whatever was loaded, as far as the curves
+  // keep their own precondition (finite, strictly increasing knots).
   if constexpr (requires { first->GetQuadValueFixed(0.5); }) {
-    for (double t : {-1.0, 0.0, 0.25, 0.5, 1.0, 2.0}) (void)first->GetSingleValueFixed(t);
+    if (Evaluable(*first))
+      for (double t : {-1.0, 0.0, 0.25, 0.5, 1.0, 2.0})
+        (void)(first->GetQuadValueFixed(t) + first->GetSingleValueFixed(t));
   }
 }
 
@@ -69,5 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Exercise(input, [] { return std::make_unique<Kernel::CGradientStop>(); });
   Exercise(input, [] { return std::make_unique<Kernel::CGradientStopList>(); });
   Exercise(input, [] { return Kernel::MakePtr<Kernel::CGradientSolid>(); });
+  Exercise(input, [] { return Kernel::MakePtr<Kernel::CGradientSpline>(); });
+  Exercise(input, [] { return Kernel::MakePtr<Kernel::CSpline>(); });
   return 0;
 }

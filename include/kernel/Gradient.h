@@ -18,12 +18,15 @@
 // outermost Persist::CPtrMapsSession, which releases it at the end unless
 // someone has taken a reference by then; an object on the stack must
 // therefore not be loaded inside an enclosing session. (Without one, an
-// unowned gradient survives its own load.)
+// unowned gradient survives its own load.) Reading a gradient from a
+// property bag hands it to the bag's object holder, which releases it with
+// the bag: such a gradient must live on the heap.
 #include <kernel/CObject.h>
 #include <kernel/Export.h>
 #include <kernel/GradientStop.h>
 #include <kernel/PropHandler.h>
 #include <kernel/RefCount.h>
+#include <kernel/Spline.h>
 
 #include <cstdint>
 
@@ -139,6 +142,55 @@ class NK_API CGradientSolid : public CGradient {
   CGradientStopList m_rgb;
   CGradientStopList m_alpha;
   int m_smoothness;
+};
+
+// Channels shaped by one spline each, red, green, blue and alpha, mapping t
+// to a value in 0..255.
+class NK_API CGradientSpline : public CGradient {
+  DECLARE_SERIAL(CGradientSpline)
+
+ public:
+  static constexpr int s_nSchema = 10;
+  static constexpr int c_channelCount = 4;
+
+  // Four splines without knots (every channel 0).
+  CGradientSpline();
+  CGradientSpline(const CGradientSpline& other);
+  CGradientSpline& operator=(const CGradientSpline& other);
+  ~CGradientSpline() override;
+
+  // Channel i = spline i at t, times 128, rounded halves away from zero and
+  // kept within 0..32640 (a NaN value gives 0).
+  uint64_t GetQuadValueFixed(double t) const override;
+  // The red spline alone by the same rule: no luminance, no opacity.
+  uint16_t GetSingleValueFixed(double t) const override;
+
+  // Channel 0 red, 1 green, 2 blue, 3 alpha; another index throws
+  // CInvalidArgException.
+  CSpline& GetSpline(int channel);
+  const CSpline& GetSpline(int channel) const;
+  void SetSpline(int channel, const CSpline& spline);
+
+  CGradient* Clone() const override;
+  // Channel by channel by CSpline::operator==.
+  bool operator==(const CGradientSpline& other) const;
+  bool operator!=(const CGradientSpline& other) const { return !(*this == other); }
+
+  // int32 schema 10, the base part, then the four splines in channel order.
+  // Loading replaces the splines only once all four have been read.
+  void Serialize(CArchive& ar) override;
+  // The base part, then one child "_item" per spline in channel order.
+  // Reading takes the "_item" children in order, at most four, each into
+  // the next spline; splines without a child keep their curves.
+  bool GetProperties(IClassProperty* bag) const override;
+  bool SetProperties(IClassProperty* bag) override;
+  uint64_t Measure() const override;
+
+ protected:
+  bool IsEqual(const CGradient& other) const override;
+
+ private:
+  CSpline m_splines[c_channelCount];
 };
 
 }  // namespace Kernel

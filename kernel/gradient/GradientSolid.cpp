@@ -45,11 +45,16 @@ RampPoint Locate(const CGradientStopList& stops, double t, int smoothness) {
 
 // One fixed-point channel between bytes a and b, rounded halves away from
 // zero and kept within the channel (a smoothness beyond 0..100 overshoots).
+// Only positive values survive the clamp, so the rounding is done on the
+// truncated integer and the exact remainder: the same result as
+// std::round, without its library call on every channel.
 uint64_t Blend(int a, int b, double eased) {
-  const double v = std::round((a + (b - a) * eased) * 128);
+  const double v = (a + (b - a) * eased) * 128;
   if (!(v > 0.0)) return 0;  // also NaN
   if (v >= double(CGradient::c_fixedOne)) return CGradient::c_fixedOne;
-  return uint64_t(v);
+  uint64_t whole = uint64_t(v);
+  if (v - double(whole) >= 0.5) ++whole;
+  return whole;
 }
 
 uint64_t Channel(const RampPoint& at, int shift) {
