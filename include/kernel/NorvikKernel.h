@@ -42,3 +42,4 @@
 #include <kernel/LUV.h>
 #include <kernel/Colour.h>
 #include <kernel/CMYKMapper.h>
+#include <kernel/GradientTable.h>

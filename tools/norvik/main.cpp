@@ -27,19 +27,22 @@ namespace {
 void PrintUsage(std::FILE* out) {
   std::fprintf(out, "usage: norvik COMMAND [ARGS...]\n\ncommands:\n");
   auto cmds = Commands();
-  std::sort(cmds.begin(), cmds.end(), [](const Command& a, const Command& b) { return std::strcmp(a.name, b.name) < 0; });
+  std::sort(cmds.begin(), cmds.end(),
+            [](const Command& a, const Command& b) { return std::strcmp(a.name, b.name) < 0; });
   for (const Command& c : cmds) std::fprintf(out, "  %s\n", c.synopsis);
   std::fprintf(out, "\n'norvik COMMAND --help' describes one command.\n");
 }
 
 int RunDemo(const Args& args) {
   if (WantsHelp(args)) {
-    std::printf("usage: norvik demo [FOLDER]\n\nRuns every demonstration step and writes its pictures and a report\n"
-                "into FOLDER (default ./norvik-demo).\n");
+    std::printf(
+        "usage: norvik demo [FOLDER]\n\nRuns every demonstration step and writes its pictures and a report\n"
+        "into FOLDER (default ./norvik-demo).\n");
     return 0;
   }
   if (args.size() > 1) throw UsageError("demo takes at most one argument, the output folder");
-  const std::filesystem::path folder = args.empty() ? std::filesystem::path("norvik-demo") : std::filesystem::path(args[0]);
+  const std::filesystem::path folder =
+      args.empty() ? std::filesystem::path("norvik-demo") : std::filesystem::path(args[0]);
   std::error_code ec;
   std::filesystem::create_directories(folder, ec);
   if (ec) throw Failure("cannot create " + folder.string() + ": " + ec.message());
