@@ -14,7 +14,7 @@ jobs="${NK_JOBS:-$(nproc)}"
 
 packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev libbenchmark-dev
           libpng-dev liblcms2-dev libpugixml-dev libpixman-1-dev libbabl-dev libeigen3-dev
-          libgsl-dev libimagequant-dev libclang-rt-14-dev icc-profiles-free)
+          libgsl-dev libimagequant-dev libclang-rt-14-dev icc-profiles-free libgs-common)
 
 ensure_packages() {
   local missing=()
