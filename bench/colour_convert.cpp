@@ -7,6 +7,8 @@
 #include <lcms2.h>
 
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -18,7 +20,7 @@ using namespace Kernel;
 namespace {
 
 constexpr size_t kCount = 1'000'000;
-const char* const kCmykProfile = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
+const wchar_t* const kCmykProfile = L"/usr/share/color/icc/ghostscript/default_cmyk.icc";
 
 const std::vector<uint32_t>& Colours() {
   static const std::vector<uint32_t> colours = [] {
@@ -30,166 +32,60 @@ const std::vector<uint32_t>& Colours() {
   return colours;
 }
 
-std::vector<uint64_t> Colours64() {
-  std::vector<uint64_t> v;
-  v.reserve(kCount);
-  for (uint32_t c : Colours())
-    v.push_back(uint64_t{c & 255u} * 257 | (uint64_t{(c >> 8) & 255u} * 257 << 16) |
-                (uint64_t{(c >> 16) & 255u} * 257 << 32));
-  return v;
+const std::vector<uint64_t>& Colours64() {
+  static const std::vector<uint64_t> colours = [] {
+    std::vector<uint64_t> v;
+    v.reserve(kCount);
+    for (uint32_t c : Colours())
+      v.push_back(uint64_t{c & 255u} * 257 | (uint64_t{(c >> 8) & 255u} * 257 << 16) |
+                  (uint64_t{(c >> 16) & 255u} * 257 << 32));
+    return v;
+  }();
+  return colours;
 }
 
-void Done(benchmark::State& state) { state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kCount)); }
-
-void RGBToHSLInt(benchmark::State& state) {
-  const auto& in = Colours();
-  for (auto _ : state) {
-    int sum = 0;
-    for (uint32_t c : in) {
-      int h, s, l;
-      RGBToHSL(c, h, s, l);
-      sum += h + s + l;
-    }
-    benchmark::DoNotOptimize(sum);
-  }
-  Done(state);
-}
-
-void RGBToHSLDouble(benchmark::State& state) {
-  const auto& in = Colours();
-  for (auto _ : state) {
-    double sum = 0;
-    for (uint32_t c : in) {
-      double h, s, l;
-      RGBToHSL(c, h, s, l);
-      sum += h + s + l;
-    }
-    benchmark::DoNotOptimize(sum);
-  }
-  Done(state);
-}
-
-// Model values prepared outside the timed loop.
+// A colour in some model, prepared outside the timed loop.
 template <class T>
 struct Triple {
   T a, b, c;
 };
 
-void HSLToRGBInt(benchmark::State& state) {
-  std::vector<Triple<int>> in;
-  for (uint32_t c : Colours()) {
-    Triple<int> t;
-    RGBToHSL(c, t.a, t.b, t.c);
-    in.push_back(t);
-  }
-  for (auto _ : state) {
-    uint32_t acc = 0;
-    for (const auto& t : in) acc ^= HSLToRGB(t.a, t.b, t.c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
+// Converts every colour of the batch from RGB into a model.
+template <class T, class Colour, class Convert>
+std::vector<Triple<T>> Prepare(const std::vector<Colour>& colours, Convert convert) {
+  std::vector<Triple<T>> out(colours.size());
+  for (size_t i = 0; i < colours.size(); ++i) convert(colours[i], out[i].a, out[i].b, out[i].c);
+  return out;
 }
 
-void HSLToRGBDouble(benchmark::State& state) {
-  std::vector<Triple<double>> in;
-  for (uint32_t c : Colours()) {
-    Triple<double> t;
-    RGBToHSL(c, t.a, t.b, t.c);
-    in.push_back(t);
-  }
-  for (auto _ : state) {
-    uint32_t acc = 0;
-    for (const auto& t : in) acc ^= HSLToRGB(t.a, t.b, t.c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
-}
-
-void RGBToHSVInt(benchmark::State& state) {
-  const auto& in = Colours();
-  for (auto _ : state) {
-    int sum = 0;
-    for (uint32_t c : in) {
-      int h, s, v;
-      RGBToHSV(c, h, s, v);
-      sum += h + s + v;
-    }
-    benchmark::DoNotOptimize(sum);
-  }
-  Done(state);
-}
-
-void RGBToHSVDouble(benchmark::State& state) {
-  const auto& in = Colours();
+// The one timed loop: every input through `convert`, the results folded into
+// a sum the compiler must keep.
+template <class In, class Convert>
+void Time(benchmark::State& state, const std::vector<In>& in, Convert convert) {
   for (auto _ : state) {
     double sum = 0;
-    for (uint32_t c : in) {
-      double h, s, v;
-      RGBToHSV(c, h, s, v);
-      sum += h + s + v;
-    }
+    for (const In& x : in) sum += static_cast<double>(convert(x));
     benchmark::DoNotOptimize(sum);
   }
-  Done(state);
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * in.size()));
 }
 
-void HSVToRGBInt(benchmark::State& state) {
-  std::vector<Triple<int>> in;
-  for (uint32_t c : Colours()) {
-    Triple<int> t;
-    RGBToHSV(c, t.a, t.b, t.c);
-    in.push_back(t);
-  }
-  for (auto _ : state) {
-    uint32_t acc = 0;
-    for (const auto& t : in) acc ^= HSVToRGB(t.a, t.b, t.c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
+// RGB into a model: the three outputs summed.
+template <class T, class Colour>
+void IntoModel(benchmark::State& state, const std::vector<Colour>& in, void (*convert)(Colour, T&, T&, T&)) {
+  Time(state, in, [convert](Colour c) {
+    T a, b, d;
+    convert(c, a, b, d);
+    return a + b + d;
+  });
 }
 
-void HSVToRGBDouble(benchmark::State& state) {
-  std::vector<Triple<double>> in;
-  for (uint32_t c : Colours()) {
-    Triple<double> t;
-    RGBToHSV(c, t.a, t.b, t.c);
-    in.push_back(t);
-  }
-  for (auto _ : state) {
-    uint32_t acc = 0;
-    for (const auto& t : in) acc ^= HSVToRGB(t.a, t.b, t.c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
-}
-
-void RGBToLabBench(benchmark::State& state) {
-  const auto& in = Colours();
-  for (auto _ : state) {
-    double sum = 0;
-    for (uint32_t c : in) {
-      double L, a, b;
-      RGBToLab(c, L, a, b);
-      sum += L + a + b;
-    }
-    benchmark::DoNotOptimize(sum);
-  }
-  Done(state);
-}
-
-void LabToRGBBench(benchmark::State& state) {
-  std::vector<Triple<double>> in;
-  for (uint32_t c : Colours()) {
-    Triple<double> t;
-    RGBToLab(c, t.a, t.b, t.c);
-    in.push_back(t);
-  }
-  for (auto _ : state) {
-    uint32_t acc = 0;
-    for (const auto& t : in) acc ^= LabToRGB(t.a, t.b, t.c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
+// A model back to RGB, from the batch's own values in that model.
+template <class T, class Colour, class Result>
+void FromModel(benchmark::State& state, const std::vector<Colour>& colours, void (*into)(Colour, T&, T&, T&),
+               Result (*back)(T, T, T)) {
+  const auto in = Prepare<T>(colours, into);
+  Time(state, in, [back](const Triple<T>& t) { return back(t.a, t.b, t.c); });
 }
 
 // Little CMS: 8-bit sRGB to double L*a*b* (D65-adapted to its D50 PCS, so the
@@ -207,166 +103,78 @@ void LcmsRGBToLab(benchmark::State& state) {
   cmsDeleteTransform(xf);
   cmsCloseProfile(lab);
   cmsCloseProfile(srgb);
-  Done(state);
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kCount));
 }
 
-void RGB64ToHSLInt(benchmark::State& state) {
-  const auto in = Colours64();
-  for (auto _ : state) {
-    int sum = 0;
-    for (uint64_t c : in) {
-      int h, s, l;
-      RGB64ToHSL(c, h, s, l);
-      sum += h + s + l;
-    }
-    benchmark::DoNotOptimize(sum);
+// Both directions of a mapper; any 32-bit value is a valid packed CMYK.
+void Mapper(benchmark::State& state, bool lcms, bool toCMYK) {
+  std::unique_ptr<CMYKMapper> mapper;
+  if (!lcms) {
+    mapper = std::make_unique<CPlainCMYKMapper>();
+  } else if (std::filesystem::exists(kCmykProfile)) {
+    mapper = std::make_unique<CLcmsCMYKMapper>(kCmykProfile);
+  } else {
+    state.SkipWithError("no CMYK profile (install libgs-common)");
+    return;
   }
-  Done(state);
-}
-
-void HSLToRGB64Int(benchmark::State& state) {
-  std::vector<Triple<int>> in;
-  for (uint64_t c : Colours64()) {
-    Triple<int> t;
-    RGB64ToHSL(c, t.a, t.b, t.c);
-    in.push_back(t);
+  if (toCMYK) {
+    Time(state, Colours(), [&](uint32_t c) { return mapper->RGBToCMYK(c); });
+  } else {
+    Time(state, Colours(), [&](uint32_t c) { return mapper->CMYKToRGB(c); });
   }
-  for (auto _ : state) {
-    uint64_t acc = 0;
-    for (const auto& t : in) acc ^= HSLToRGB64(t.a, t.b, t.c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
-}
-
-void RGB64ToHSVInt(benchmark::State& state) {
-  const auto in = Colours64();
-  for (auto _ : state) {
-    int sum = 0;
-    for (uint64_t c : in) {
-      int h, s, v;
-      RGB64ToHSV(c, h, s, v);
-      sum += h + s + v;
-    }
-    benchmark::DoNotOptimize(sum);
-  }
-  Done(state);
-}
-
-void HSVToRGB64Int(benchmark::State& state) {
-  std::vector<Triple<int>> in;
-  for (uint64_t c : Colours64()) {
-    Triple<int> t;
-    RGB64ToHSV(c, t.a, t.b, t.c);
-    in.push_back(t);
-  }
-  for (auto _ : state) {
-    uint64_t acc = 0;
-    for (const auto& t : in) acc ^= HSVToRGB64(t.a, t.b, t.c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
-}
-
-void HSVToRGB64Double(benchmark::State& state) {
-  std::vector<Triple<double>> in;
-  for (uint64_t c : Colours64()) {
-    Triple<double> t;
-    RGB64ToHSV(c, t.a, t.b, t.c);
-    in.push_back(t);
-  }
-  for (auto _ : state) {
-    uint64_t acc = 0;
-    for (const auto& t : in) acc ^= HSVToRGB64(t.a, t.b, t.c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
-}
-
-void MapperToCMYK(benchmark::State& state, CMYKMapper& mapper) {
-  const auto& in = Colours();
-  for (auto _ : state) {
-    uint32_t acc = 0;
-    for (uint32_t c : in) acc ^= mapper.RGBToCMYK(c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
-}
-
-void MapperToRGB(benchmark::State& state, CMYKMapper& mapper) {
-  const auto& in = Colours();  // any 32-bit values are valid packed inks
-  for (auto _ : state) {
-    uint32_t acc = 0;
-    for (uint32_t c : in) acc ^= mapper.CMYKToRGB(c);
-    benchmark::DoNotOptimize(acc);
-  }
-  Done(state);
-}
-
-void PlainToCMYK(benchmark::State& state) {
-  CPlainCMYKMapper mapper;
-  MapperToCMYK(state, mapper);
-}
-
-void PlainToRGB(benchmark::State& state) {
-  CPlainCMYKMapper mapper;
-  MapperToRGB(state, mapper);
-}
-
-bool HaveProfile(benchmark::State& state) {
-  if (std::filesystem::exists(kCmykProfile)) return true;
-  state.SkipWithError("no CMYK profile (install libgs-common)");
-  return false;
-}
-
-const wchar_t* ProfileW() { return L"/usr/share/color/icc/ghostscript/default_cmyk.icc"; }
-
-void LcmsToCMYK(benchmark::State& state) {
-  if (!HaveProfile(state)) return;
-  CLcmsCMYKMapper mapper(ProfileW());
-  MapperToCMYK(state, mapper);
-}
-
-void LcmsToRGB(benchmark::State& state) {
-  if (!HaveProfile(state)) return;
-  CLcmsCMYKMapper mapper(ProfileW());
-  MapperToRGB(state, mapper);
 }
 
 void LcmsToCMYKBatch(benchmark::State& state) {
-  if (!HaveProfile(state)) return;
-  CLcmsCMYKMapper mapper(ProfileW());
+  if (!std::filesystem::exists(kCmykProfile)) return state.SkipWithError("no CMYK profile (install libgs-common)");
+  CLcmsCMYKMapper mapper(kCmykProfile);
   const auto& in = Colours();
   std::vector<uint32_t> out(kCount);
   for (auto _ : state) {
     mapper.RGBToCMYK(in.data(), out.data(), kCount);
     benchmark::DoNotOptimize(out.data());
   }
-  Done(state);
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kCount));
+}
+
+void Register(const char* name, std::function<void(benchmark::State&)> run) {
+  benchmark::RegisterBenchmark(name, [run](benchmark::State& state) { run(state); })
+      ->Unit(benchmark::kMillisecond);
+}
+
+void RegisterAll() {
+  using S = benchmark::State;
+  const auto& c8 = Colours();
+  const auto& c16 = Colours64();
+  Register("RGBToHSLInt", [&](S& s) { IntoModel<int, uint32_t>(s, c8, RGBToHSL); });
+  Register("RGBToHSLDouble", [&](S& s) { IntoModel<double, uint32_t>(s, c8, RGBToHSL); });
+  Register("HSLToRGBInt", [&](S& s) { FromModel<int, uint32_t, uint32_t>(s, c8, RGBToHSL, HSLToRGB); });
+  Register("HSLToRGBDouble", [&](S& s) { FromModel<double, uint32_t, uint32_t>(s, c8, RGBToHSL, HSLToRGB); });
+  Register("RGBToHSVInt", [&](S& s) { IntoModel<int, uint32_t>(s, c8, RGBToHSV); });
+  Register("RGBToHSVDouble", [&](S& s) { IntoModel<double, uint32_t>(s, c8, RGBToHSV); });
+  Register("HSVToRGBInt", [&](S& s) { FromModel<int, uint32_t, uint32_t>(s, c8, RGBToHSV, HSVToRGB); });
+  Register("HSVToRGBDouble", [&](S& s) { FromModel<double, uint32_t, uint32_t>(s, c8, RGBToHSV, HSVToRGB); });
+  Register("RGBToLab", [&](S& s) { IntoModel<double, uint32_t>(s, c8, RGBToLab); });
+  Register("LcmsRGBToLab", LcmsRGBToLab);
+  Register("LabToRGB", [&](S& s) { FromModel<double, uint32_t, uint32_t>(s, c8, RGBToLab, LabToRGB); });
+  Register("RGB64ToHSLInt", [&](S& s) { IntoModel<int, uint64_t>(s, c16, RGB64ToHSL); });
+  Register("HSLToRGB64Int", [&](S& s) { FromModel<int, uint64_t, uint64_t>(s, c16, RGB64ToHSL, HSLToRGB64); });
+  Register("RGB64ToHSVInt", [&](S& s) { IntoModel<int, uint64_t>(s, c16, RGB64ToHSV); });
+  Register("HSVToRGB64Int", [&](S& s) { FromModel<int, uint64_t, uint64_t>(s, c16, RGB64ToHSV, HSVToRGB64); });
+  Register("HSVToRGB64Double",
+           [&](S& s) { FromModel<double, uint64_t, uint64_t>(s, c16, RGB64ToHSV, HSVToRGB64); });
+  Register("PlainToCMYK", [](S& s) { Mapper(s, false, true); });
+  Register("PlainToRGB", [](S& s) { Mapper(s, false, false); });
+  Register("LcmsToCMYK", [](S& s) { Mapper(s, true, true); });
+  Register("LcmsToRGB", [](S& s) { Mapper(s, true, false); });
+  Register("LcmsToCMYKBatch", LcmsToCMYKBatch);
 }
 
 }  // namespace
 
-BENCHMARK(RGBToHSLInt)->Unit(benchmark::kMillisecond);
-BENCHMARK(RGBToHSLDouble)->Unit(benchmark::kMillisecond);
-BENCHMARK(HSLToRGBInt)->Unit(benchmark::kMillisecond);
-BENCHMARK(HSLToRGBDouble)->Unit(benchmark::kMillisecond);
-BENCHMARK(RGBToHSVInt)->Unit(benchmark::kMillisecond);
-BENCHMARK(RGBToHSVDouble)->Unit(benchmark::kMillisecond);
-BENCHMARK(HSVToRGBInt)->Unit(benchmark::kMillisecond);
-BENCHMARK(HSVToRGBDouble)->Unit(benchmark::kMillisecond);
-BENCHMARK(RGBToLabBench)->Name("RGBToLab")->Unit(benchmark::kMillisecond);
-BENCHMARK(LcmsRGBToLab)->Unit(benchmark::kMillisecond);
-BENCHMARK(LabToRGBBench)->Name("LabToRGB")->Unit(benchmark::kMillisecond);
-BENCHMARK(RGB64ToHSLInt)->Unit(benchmark::kMillisecond);
-BENCHMARK(HSLToRGB64Int)->Unit(benchmark::kMillisecond);
-BENCHMARK(RGB64ToHSVInt)->Unit(benchmark::kMillisecond);
-BENCHMARK(HSVToRGB64Int)->Unit(benchmark::kMillisecond);
-BENCHMARK(HSVToRGB64Double)->Unit(benchmark::kMillisecond);
-BENCHMARK(PlainToCMYK)->Unit(benchmark::kMillisecond);
-BENCHMARK(PlainToRGB)->Unit(benchmark::kMillisecond);
-BENCHMARK(LcmsToCMYK)->Unit(benchmark::kMillisecond);
-BENCHMARK(LcmsToRGB)->Unit(benchmark::kMillisecond);
-BENCHMARK(LcmsToCMYKBatch)->Unit(benchmark::kMillisecond);
-
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  RegisterAll();
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
