@@ -7,10 +7,9 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <memory>
 #include <mutex>
-#include <new>
 #include <string>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,21 +17,25 @@ namespace Kernel {
 namespace DisposalFile {
 namespace {
 
-// The bytes travel through a small per-thread buffer that stays in cache:
-// inverting on the way in and out then costs about what the system's own copy
-// would, where inverting the block in place would add two passes over it in
-// main memory. The size keeps system calls few and the buffer in L2.
-constexpr size_t kBounce = 256 * 1024;
-// Without that buffer (no memory for it), the block is inverted in place in
-// chunks, each still in cache when write() copies it out.
-constexpr size_t kChunk = 512 * 1024;
-
-// Allocated on a thread's first disposal and kept: under memory pressure,
-// when disposal matters, it is already there. Null if it cannot be had.
-unsigned char* Bounce() {
-  thread_local std::unique_ptr<unsigned char[]> buffer(new (std::nothrow) unsigned char[kBounce]);
-  return buffer.get();
-}
+// Blocks are written in chunks inverted in place just before write() copies
+// them out, so each chunk is still in cache for that copy and nothing beyond
+// the block and the file's pages is touched. (Inverting into a separate buffer
+// costs more: at 1 MiB the extra buffer pushes the block out of L2.) The
+// block is freed right after, so its inverted state is never seen; on failure
+// the written part is inverted back.
+//
+// Small blocks go in chunks that leave room in L2 for the file's pages. From
+// 8 MiB on, 2 MiB chunks measured up to a fifth faster: the page cache can
+// then take the file in 2 MiB folios, and the block, restored into huge
+// pages, is inverted a huge page at a time.
+constexpr size_t kSmallChunk = 512 * 1024;
+constexpr size_t kLargeChunk = 2 * 1024 * 1024;
+constexpr uint64_t kLargeBlock = 8 * 1024 * 1024;
+// Files are read back through read-only mappings of this many bytes and
+// inverted straight from the page cache into the block: one pass over the
+// bytes, where read() followed by an inversion makes two. The window bounds
+// the address space a restore needs besides the block itself.
+constexpr size_t kWindow = 8 * 1024 * 1024;
 
 // Sixteen-byte vectors, four at a time: the loop runs at memory speed. The
 // memcpy calls keep it free of alignment and aliasing assumptions and
@@ -168,23 +171,18 @@ void Invert(unsigned char* bytes, size_t n) { InvertInto(bytes, bytes, n); }
 bool Write(const std::string& path, unsigned char* data, uint64_t size) {
   const int fd = CreateFresh(path);
   if (fd < 0) return false;
-  unsigned char* bounce = Bounce();
+  const size_t chunk = size >= kLargeBlock ? kLargeChunk : kSmallChunk;
   uint64_t done = 0;
   bool ok = true;
   while (ok && done < size) {
-    const size_t n = static_cast<size_t>(std::min<uint64_t>(bounce != nullptr ? kBounce : kChunk, size - done));
-    if (bounce != nullptr) {
-      InvertInto(bounce, data + done, n);
-      ok = WriteAll(fd, bounce, n);
-    } else {
-      Invert(data + done, n);
-      ok = WriteAll(fd, data + done, n);
-    }
+    const size_t n = static_cast<size_t>(std::min<uint64_t>(chunk, size - done));
+    Invert(data + done, n);
+    ok = WriteAll(fd, data + done, n);
     done += n;
   }
   if (::close(fd) != 0) ok = false;
   if (!ok) {
-    if (bounce == nullptr) Invert(data, static_cast<size_t>(done));
+    Invert(data, static_cast<size_t>(done));
     ::unlink(path.c_str());
   }
   return ok;
@@ -198,17 +196,29 @@ int64_t Read(const std::string& path, unsigned char* buffer, uint64_t size) {
     ::close(fd);
     return -1;
   }
-  unsigned char* bounce = Bounce();
+  // A mapped file that shrinks under the reader raises SIGBUS instead of
+  // giving a short read. Only a file of this user's own, read up to the
+  // length it had when opened, is mapped; anything else (a file planted by
+  // another user, a failed mapping when address space is short) goes
+  // through read().
+  const uint64_t length = std::min<uint64_t>(size, static_cast<uint64_t>(st.st_size));
   uint64_t done = 0;
-  while (done < size) {
-    const size_t n = static_cast<size_t>(std::min<uint64_t>(bounce != nullptr ? kBounce : kChunk, size - done));
-    const int64_t got = ReadSome(fd, bounce != nullptr ? bounce : buffer + done, n);
-    if (got <= 0) break;
-    if (bounce != nullptr) {
-      InvertInto(buffer + done, bounce, static_cast<size_t>(got));
-    } else {
-      Invert(buffer + done, static_cast<size_t>(got));
+  if (st.st_uid == ::geteuid()) {
+    while (done < length) {
+      const size_t n = static_cast<size_t>(std::min<uint64_t>(kWindow, length - done));
+      void* view = ::mmap(nullptr, n, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, static_cast<off_t>(done));
+      if (view == MAP_FAILED) break;
+      InvertInto(buffer + done, static_cast<const unsigned char*>(view), n);
+      ::munmap(view, n);
+      done += n;
     }
+  }
+  const bool rest = done < size && ::lseek(fd, static_cast<off_t>(done), SEEK_SET) >= 0;
+  while (rest && done < size) {
+    const size_t n = static_cast<size_t>(std::min<uint64_t>(kSmallChunk, size - done));
+    const int64_t got = ReadSome(fd, buffer + done, n);
+    if (got <= 0) break;
+    Invert(buffer + done, static_cast<size_t>(got));
     done += static_cast<uint64_t>(got);
     if (static_cast<size_t>(got) < n) break;
   }

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using Kernel::Allocator;
 using Kernel::CPtr;
@@ -326,24 +327,68 @@ TEST(RawDataDisposal, FileHoldsTheInvertedBytesUnderTheBlocksAddress) {
   EXPECT_EQ(folder.FileCount(), 0u);
 }
 
-// The file is written and read through a fixed-size buffer, and large
-// restores are faulted in by huge pages: sizes on either side of those
-// boundaries must come back byte for byte, with every byte value present.
-TEST(RawDataDisposal, RoundTripsAcrossBufferAndPageBoundaries) {
+std::string Pattern(size_t size) {
+  std::string text(size, '\0');
+  uint32_t x = static_cast<uint32_t>(size);
+  for (char& c : text) c = static_cast<char>((x = x * 1664525u + 1013904223u) >> 24);
+  return text;
+}
+
+// Files are written in chunks (larger ones from 8 MiB on) and read back
+// through 8 MiB mappings, and large restores are faulted in by huge pages:
+// sizes on either side of those boundaries must come back byte for byte,
+// with every byte value present.
+TEST(RawDataDisposal, RoundTripsAcrossChunkWindowAndPageBoundaries) {
   nktest::TempFolder folder;
   nktest::DisposalFolder set(folder.Wide());
-  const size_t kBuffer = 256 * 1024, kHuge = 2u << 20;
-  for (size_t size : {size_t(1), size_t(63), size_t(65), kBuffer - 1, kBuffer, kBuffer + 1, 3 * kBuffer + 17,
-                      4 * kHuge - 1, 5 * kHuge + 4099}) {
-    std::string text(size, '\0');
-    uint32_t x = static_cast<uint32_t>(size);
-    for (char& c : text) c = static_cast<char>((x = x * 1664525u + 1013904223u) >> 24);
+  const size_t kChunk = 512 * 1024, kHuge = 2u << 20, kWindow = 8u << 20;
+  for (size_t size : {size_t(1), size_t(63), size_t(65), kChunk - 1, kChunk, kChunk + 1, 3 * kChunk + 17,
+                      kWindow - 1, kWindow, kWindow + 4099, 2 * kWindow + kHuge + 1}) {
+    const std::string text = Pattern(size);
     auto a = MakeBlock(text);
     ASSERT_TRUE(a->FlushToDisk()) << size;
     EXPECT_EQ(std::filesystem::file_size(std::filesystem::path(a->GetDisposalFileName().GetString())), size);
     EXPECT_TRUE(Bytes(*a) == text) << "block of " << size << " bytes";
     EXPECT_EQ(folder.FileCount(), 0u);
   }
+}
+
+// Only the user's own files are mapped; a file that changed owner (planted
+// in its place by someone else, here given away by root) is read with
+// read() and must come back just the same, across several windows.
+TEST(RawDataDisposal, FilesOfAnotherOwnerAreReadWithoutMapping) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to give a file away";
+  nktest::TempFolder folder;
+  nktest::DisposalFolder set(folder.Wide());
+  for (size_t size : {size_t(10), size_t(8u << 20) + 4099}) {
+    const std::string text = Pattern(size);
+    auto a = MakeBlock(text);
+    ASSERT_TRUE(a->FlushToDisk());
+    const std::string name = std::filesystem::path(a->GetDisposalFileName().GetString()).string();
+    ASSERT_EQ(::chown(name.c_str(), 65534, 65534), 0);
+    EXPECT_TRUE(Bytes(*a) == text) << size;
+    EXPECT_EQ(folder.FileCount(), 0u);
+  }
+}
+
+// A file cut short keeps what it still has; the rest is reported lost.
+TEST(RawDataDisposal, AShortFileRestoresItsPrefixAndIsLogged) {
+  nktest::TempFolder folder;
+  nktest::DisposalFolder set(folder.Wide());
+  nktest::LogCapture log;
+  const size_t size = (8u << 20) + 100, kept = (8u << 20) + 7;  // the cut falls inside the second window
+  const std::string text = Pattern(size);
+  auto a = MakeBlock(text);
+  ASSERT_TRUE(a->FlushToDisk());
+  std::filesystem::resize_file(std::filesystem::path(a->GetDisposalFileName().GetString()), kept);
+  const auto before = Kernel::GetDisposalStatistics();
+  const std::string back = Bytes(*a);
+  EXPECT_TRUE(back.compare(0, kept, text, 0, kept) == 0);
+  EXPECT_EQ(Kernel::GetDisposalStatistics().missingFiles, before.missingFiles + 1);
+  const auto messages = log.Messages();
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_NE(messages[0].find("is short; 93 bytes"), std::string::npos) << messages[0];
+  EXPECT_EQ(folder.FileCount(), 0u);
 }
 
 TEST(RawDataDisposal, PlantedLinksAndStaleFilesAreNeverWrittenThrough) {
