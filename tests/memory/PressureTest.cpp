@@ -57,15 +57,23 @@ uint64_t AddressSpaceInUse() {
 TEST(MemoryPressure, BlocksBeyondTheAddressSpaceLimitAllSurvive) {
   if (nktest::kSanitized)
     GTEST_SKIP() << "the sanitizer runtimes reserve terabytes of shadow memory, so no address space limit can hold";
-  // Once with the C library's allocator as it comes, and once with large
-  // blocks always mapped on their own. glibc raises its mapping threshold as
-  // large blocks are freed and then serves them from the brk heap, whose
-  // address space, once fragmented by small allocations in between, is never
-  // given back: under an address-space limit a larger block (a grown one)
-  // may then find no room although almost nothing is in use. A host that
-  // grows blocks under such a limit fixes the threshold, as the second run
-  // does, and only that run grows blocks.
-  for (const bool fixedThreshold : {false, true}) {
+  // With the C library's allocator as it comes, and with large blocks always
+  // mapped on their own. glibc raises its mapping threshold as large blocks
+  // are freed and then serves them from the brk heap, whose address space,
+  // once fragmented by small allocations in between, is never given back:
+  // under an address-space limit a larger block (a grown one) may then find
+  // no room although almost nothing is in use. A host that grows blocks under
+  // such a limit fixes the threshold, as the later runs do, and only they grow
+  // blocks. The last run's blocks are large enough to be read back through
+  // mappings of their files, which the limit leaves room for only some of the
+  // time; the others must fall back to reading.
+  struct Run {
+    bool fixedThreshold;
+    uint64_t blockBytes;
+    int blocks;  // 192 MiB in all against a 40 MiB allowance
+  };
+  for (const Run run : {Run{false, 4u << 20, 48}, Run{true, 4u << 20, 48}, Run{true, 12u << 20, 16}}) {
+    const bool fixedThreshold = run.fixedThreshold;
     nktest::TempFolder folder;
     const CString wide = folder.Wide();
     const std::string failure = nktest::RunInChild([&]() -> std::string {
@@ -73,15 +81,15 @@ TEST(MemoryPressure, BlocksBeyondTheAddressSpaceLimitAllSurvive) {
       MemoryManager& manager = MemoryManager::GetInstance();
       manager.SetDisposalPath(wide);
       if (!Kernel::COSResourceMonitor::Init(CString(L"nk_test_memory"))) return "Init failed";
-      constexpr uint64_t kBlockBytes = 4u << 20;
-      constexpr int kBlocks = 48;  // 192 MiB against a 40 MiB allowance
+      const uint64_t kBlockBytes = run.blockBytes;
+      const int kBlocks = run.blocks;
       rlimit limit;
       getrlimit(RLIMIT_AS, &limit);
       limit.rlim_cur = AddressSpaceInUse() + (40u << 20);
       if (setrlimit(RLIMIT_AS, &limit) != 0) return "setrlimit failed";
 
       std::vector<std::unique_ptr<Block>> blocks;
-      std::vector<uint64_t> generation(kBlocks, 0);
+      std::vector<uint64_t> generation(static_cast<size_t>(kBlocks), 0);
       for (int i = 0; i < kBlocks; ++i) {
         blocks.push_back(std::make_unique<Block>(kBlockBytes));
         if (blocks.back()->GetSize() != kBlockBytes) return "allocation " + std::to_string(i) + " failed";
@@ -90,7 +98,7 @@ TEST(MemoryPressure, BlocksBeyondTheAddressSpaceLimitAllSurvive) {
       }
       std::mt19937 random(12345);
       for (int touch = 0; touch < 150; ++touch) {
-        const int i = static_cast<int>(random() % kBlocks);
+        const int i = static_cast<int>(random() % static_cast<unsigned>(kBlocks));
         manager.Touch(blocks[i].get());
         if (!Verify(*blocks[i], i, generation[i])) return "block " + std::to_string(i) + " came back wrong";
         if (touch % 3 == 0) Fill(*blocks[i], i, ++generation[i]);
@@ -104,13 +112,14 @@ TEST(MemoryPressure, BlocksBeyondTheAddressSpaceLimitAllSurvive) {
       for (int i = 0; i < kBlocks; ++i)
         if (!Verify(*blocks[i], i, generation[i])) return "final check of block " + std::to_string(i);
       const auto stats = Kernel::GetDisposalStatistics();
-      if (stats.flushes < kBlocks) return "too few flushes: " + std::to_string(stats.flushes);
+      if (stats.flushes < static_cast<uint64_t>(kBlocks)) return "too few flushes: " + std::to_string(stats.flushes);
       if (stats.restores == 0 || stats.missingFiles != 0) return "restores wrong";
       for (auto& b : blocks) manager.Detach(b.get());
       blocks.clear();
       return "";
     });
-    EXPECT_EQ(failure, "") << (fixedThreshold ? "with" : "without") << " a fixed mapping threshold";
+    EXPECT_EQ(failure, "") << (fixedThreshold ? "with" : "without") << " a fixed mapping threshold, blocks of "
+                           << (run.blockBytes >> 20) << " MiB";
     EXPECT_EQ(folder.FileCount(), 0u);
   }
 }
