@@ -7,8 +7,11 @@
 #include <limits>
 #include <vector>
 
+#include "GradientTestSupport.h"
+
 namespace {
 
+using gradient_test::Quad;
 using Kernel::CGradient;
 using Kernel::CGradientSolid;
 using Kernel::CGradientStop;
@@ -16,19 +19,12 @@ using Kernel::CGradientStopList;
 using Kernel::CPtr;
 using Kernel::MakePtr;
 
-struct Quad {
-  uint32_t r, g, b, a;
-};
-
-Quad Split(uint64_t q) {
-  return {uint32_t(q & 0xFFFF), uint32_t((q >> 16) & 0xFFFF), uint32_t((q >> 32) & 0xFFFF), uint32_t(q >> 48)};
-}
-
-uint64_t Pack(Quad q) { return uint64_t(q.r) | uint64_t(q.g) << 16 | uint64_t(q.b) << 32 | uint64_t(q.a) << 48; }
+// Channel 0 (red) to 3 (opacity) of a quad.
+uint32_t Ch(uint64_t quad, int channel) { return uint32_t(quad >> (16 * channel)) & 0xFFFF; }
 
 // A solid gradient with the given colour stops, no opacity stops (opaque)
 // and the given smoothness.
-CPtr<CGradientSolid> Ramp(std::initializer_list<CGradientStop> stops, int smoothness) {
+CPtr<CGradientSolid> Ramp(const std::vector<CGradientStop>& stops, int smoothness) {
   auto g = MakePtr<CGradientSolid>();
   for (const CGradientStop& s : stops) g->GetRGBStops().push_back(s);
   g->SetSmoothness(smoothness);
@@ -57,102 +53,74 @@ TEST(GradientSolid, ExactChannelValues) {
     const char* name;
     int smoothness;
     double t;
-    Quad expected;
+    uint64_t expected;
   };
   const Case cases[] = {
-      {"straight quarter", 0, 0.25, {24480, 0, 8160, 0}},
-      {"eased half", 100, 0.5, {16320, 0, 16320, 0}},
-      {"straight half", 0, 0.5, {16320, 0, 16320, 0}},
-      {"eased quarter", 100, 0.25, {27860, 0, 4780, 0}},
-      {"half eased quarter", 50, 0.25, {26170, 0, 6470, 0}},
-      {"start", 100, 0.0, {32640, 0, 0, 0}},
-      {"end", 100, 1.0, {0, 0, 32640, 0}},
-      {"before", 100, -0.5, {32640, 0, 0, 0}},
-      {"after", 0, 7.0, {0, 0, 32640, 0}},
+      {"straight quarter", 0, 0.25, Quad(24480, 0, 8160, 0)},
+      {"eased half", 100, 0.5, Quad(16320, 0, 16320, 0)},
+      {"straight half", 0, 0.5, Quad(16320, 0, 16320, 0)},
+      {"eased quarter", 100, 0.25, Quad(27860, 0, 4780, 0)},
+      {"half eased quarter", 50, 0.25, Quad(26170, 0, 6470, 0)},
+      {"start", 100, 0.0, Quad(32640, 0, 0, 0)},
+      {"end", 100, 1.0, Quad(0, 0, 32640, 0)},
+      {"before", 100, -0.5, Quad(32640, 0, 0, 0)},
+      {"after", 0, 7.0, Quad(0, 0, 32640, 0)},
   };
   for (const Case& c : cases) {
     CGradientSolid g(0x000000FFu, 0x00FF0000u);
     g.SetSmoothness(c.smoothness);
-    const Quad q = Split(g.GetQuadValueFixed(c.t));
-    EXPECT_EQ(q.r, c.expected.r) << c.name;
-    EXPECT_EQ(q.g, c.expected.g) << c.name;
-    EXPECT_EQ(q.b, c.expected.b) << c.name;
-    EXPECT_EQ(q.a, c.expected.a) << c.name;
+    EXPECT_EQ(g.GetQuadValueFixed(c.t), c.expected) << c.name;
   }
 }
 
-TEST(GradientSolid, MidpointMovesTheHalfwayPoint) {
-  // Black to red with the midpoint at 0.2: half done at f = 0.2 whatever
-  // the smoothness; the two straight pieces meet there.
+// Ramps on red alone: every other channel must stay 0 and the opacity full.
+TEST(GradientSolid, RedRampsAtExactPositions) {
+  using Stops = std::vector<CGradientStop>;
+  auto S = [](uint32_t value, double pos, double half = 0.5) { return CGradientStop(value, pos, half); };
+  // Black to red with the midpoint at 0.2: half done at 0.2 whatever the
+  // smoothness; the two straight pieces meet there.
+  const Stops mid = {S(0x00, 0.0, 0.2), S(0xFF, 1.0)};
+  // Midpoints are relative to the segment: half done at 0.6.
+  const Stops lateMid = {S(0x00, 0.5, 0.2), S(0xFF, 1.0)};
+  // Two stops at 0.5: at 0.5 and just after, the ramp runs from the later
+  // one (0xFF); just before, the earlier one (0x80) ends the first segment.
+  const Stops tie = {S(0x00, 0.0), S(0x80, 0.5), S(0xFF, 0.5), S(0x01, 1.0)};
+  const Stops endTie = {S(0x00, 0.0), S(0x10, 1.0), S(0x20, 1.0)};
+  // Straight ramps make the eased fraction equal to t, so t = k/256 lands
+  // channel values on exact halves, which round away from zero.
+  const Stops up = {S(0, 0.0), S(1, 1.0)}, down = {S(1, 0.0), S(0, 1.0)}, tens = {S(10, 0.0), S(20, 1.0)};
   struct Case {
+    const char* name;
+    const Stops& stops;
     int smoothness;
     double t;
-    uint32_t red;
+    uint16_t red;
   };
-  for (const Case& c : {Case{0, 0.2, 16320}, Case{100, 0.2, 16320}, Case{37, 0.2, 16320}, Case{0, 0.1, 8160},
-                        Case{0, 0.6, 24480}, Case{0, 0.5, 22440}}) {
-    auto g = Ramp({CGradientStop(0x000000u, 0.0, 0.2), CGradientStop(0x0000FFu, 1.0, 0.5)}, c.smoothness);
-    EXPECT_EQ(Split(g->GetQuadValueFixed(c.t)).r, c.red) << c.smoothness << " " << c.t;
+  for (const Case& c :
+       {Case{"midpoint, straight", mid, 0, 0.2, 16320}, Case{"midpoint, eased", mid, 100, 0.2, 16320},
+        Case{"midpoint, partly eased", mid, 37, 0.2, 16320}, Case{"before the midpoint", mid, 0, 0.1, 8160},
+        Case{"after the midpoint", mid, 0, 0.6, 24480}, Case{"half way", mid, 0, 0.5, 22440},
+        Case{"late midpoint", lateMid, 100, 0.6, 16320}, Case{"before a late segment", lateMid, 100, 0.25, 0},
+        Case{"tie", tie, 0, 0.5, 32640}, Case{"after a tie", tie, 0, 0.75, 16384},
+        Case{"before a tie", tie, 0, 0.25, 8192}, Case{"after a tie, end", tie, 0, 1.0, 128},
+        Case{"tie at the end", endTie, 0, 1.0, 0x20 << 7}, Case{"0.5", up, 0, 1.0 / 256, 1},
+        Case{"2.5, not 2", up, 0, 5.0 / 256, 3}, Case{"126.5, not 126", down, 0, 3.0 / 256, 127},
+        Case{"0.375", up, 0, 0.75 / 256, 0}, Case{"1280.5", tens, 0, 0.5 / 1280, 1281}}) {
+    EXPECT_EQ(Ramp(c.stops, c.smoothness)->GetQuadValueFixed(c.t), Quad(c.red, 0, 0, 32640)) << c.name;
   }
-  // Midpoints are relative to the segment: stops at 0.5 and 1.0, midpoint
-  // 0.2, half done at t = 0.6.
-  auto g = Ramp({CGradientStop(0x000000u, 0.5, 0.2), CGradientStop(0x0000FFu, 1.0, 0.5)}, 100);
-  EXPECT_EQ(Split(g->GetQuadValueFixed(0.6)).r, 16320u);
-  EXPECT_EQ(Split(g->GetQuadValueFixed(0.25)).r, 0u);
 }
 
 TEST(GradientSolid, OutsideTheStopsTheEndColoursHold) {
   auto g = Ramp({CGradientStop(0x00336699u, 0.2, 0.5), CGradientStop(0x00CCBBAAu, 0.8, 0.5)}, 100);
-  struct Case {
-    double t;
-    Quad expected;
-  };
   const double inf = std::numeric_limits<double>::infinity();
-  for (const Case& c :
-       {Case{0.0, {0x99 << 7, 0x66 << 7, 0x33 << 7, 32640}}, Case{0.2, {0x99 << 7, 0x66 << 7, 0x33 << 7, 32640}},
-        Case{-inf, {0x99 << 7, 0x66 << 7, 0x33 << 7, 32640}}, Case{0.8, {0xAA << 7, 0xBB << 7, 0xCC << 7, 32640}},
-        Case{1.0, {0xAA << 7, 0xBB << 7, 0xCC << 7, 32640}}, Case{inf, {0xAA << 7, 0xBB << 7, 0xCC << 7, 32640}}}) {
-    EXPECT_EQ(g->GetQuadValueFixed(c.t), Pack(c.expected)) << c.t;
-  }
-  // One stop: its colour everywhere.
+  for (double t : {0.0, 0.2, -inf})
+    EXPECT_EQ(g->GetQuadValueFixed(t), Quad(0x99 << 7, 0x66 << 7, 0x33 << 7, 32640)) << t;
+  for (double t : {0.8, 1.0, inf})
+    EXPECT_EQ(g->GetQuadValueFixed(t), Quad(0xAA << 7, 0xBB << 7, 0xCC << 7, 32640)) << t;
+  // One stop: its colour everywhere; no stops at all read as black.
   auto single = Ramp({CGradientStop(0x00010203u, 0.5, 0.5)}, 100);
-  for (double t : {-1.0, 0.5, 2.0}) EXPECT_EQ(single->GetQuadValueFixed(t), Pack({3 << 7, 2 << 7, 1 << 7, 32640}));
-}
-
-TEST(GradientSolid, LaterStopWinsATie) {
-  // Two stops at 0.5: at 0.5 and just after, the ramp runs from the later
-  // one (0xFF); just before, the earlier one (0x80) ends the first segment.
-  auto g = Ramp({CGradientStop(0x00u, 0.0, 0.5), CGradientStop(0x80u, 0.5, 0.5), CGradientStop(0xFFu, 0.5, 0.5),
-                 CGradientStop(0x01u, 1.0, 0.5)},
-                0);
-  struct Case {
-    double t;
-    uint32_t red;
-  };
-  for (const Case& c : {Case{0.5, 32640}, Case{0.75, 16384}, Case{0.25, 8192}, Case{1.0, 128}}) {
-    EXPECT_EQ(Split(g->GetQuadValueFixed(c.t)).r, c.red) << c.t;
-  }
-  // A tie at the end: the later of the two closing stops holds.
-  auto end = Ramp({CGradientStop(0x00u, 0.0, 0.5), CGradientStop(0x10u, 1.0, 0.5), CGradientStop(0x20u, 1.0, 0.5)}, 0);
-  EXPECT_EQ(Split(end->GetQuadValueFixed(1.0)).r, 0x20u << 7);
-}
-
-TEST(GradientSolid, RoundsHalvesAwayFromZero) {
-  // Straight ramps (smoothness 0, midpoint 0.5) make the eased fraction
-  // equal to t, so t = k/256 lands channel values on exact halves.
-  struct Case {
-    uint32_t from, to;
-    double t;
-    uint32_t red;  // (from + (to - from) t) * 128, rounded up at .5
-  };
-  for (const Case& c : {Case{0, 1, 1.0 / 256, 1},           // 0.5
-                        Case{0, 1, 5.0 / 256, 3},           // 2.5, not 2
-                        Case{1, 0, 3.0 / 256, 127},         // 126.5, not 126
-                        Case{0, 1, 0.75 / 256, 0},          // 0.375
-                        Case{10, 20, 0.5 / 1280, 1281}}) {  // 1280.5
-    auto g = Ramp({CGradientStop(c.from, 0.0, 0.5), CGradientStop(c.to, 1.0, 0.5)}, 0);
-    EXPECT_EQ(Split(g->GetQuadValueFixed(c.t)).r, c.red) << c.from << "->" << c.to << " at " << c.t;
-  }
+  for (double t : {-1.0, 0.5, 2.0}) EXPECT_EQ(single->GetQuadValueFixed(t), Quad(3 << 7, 2 << 7, 1 << 7, 32640));
+  EXPECT_EQ(CGradientSolid().GetQuadValueFixed(0.5), Quad(0, 0, 0, 32640));
 }
 
 TEST(GradientSolid, OpacityComesFromTheAlphaList) {
@@ -163,17 +131,17 @@ TEST(GradientSolid, OpacityComesFromTheAlphaList) {
     uint32_t alpha;
   };
   for (const Case& c : {Case{0.0, 32640}, Case{0.25, 24480}, Case{1.0, 0}}) {
-    EXPECT_EQ(Split(g.GetQuadValueFixed(c.t)).a, c.alpha) << c.t;
+    EXPECT_EQ(Ch(g.GetQuadValueFixed(c.t), 3), c.alpha) << c.t;
   }
   // An empty opacity list is opaque; a default opacity stop (0xFF000000)
   // reads its low byte, so it is transparent.
   g.GetAlphaStops().clear();
-  EXPECT_EQ(Split(g.GetQuadValueFixed(0.3)).a, 32640u);
+  EXPECT_EQ(Ch(g.GetQuadValueFixed(0.3), 3), 32640u);
   g.GetAlphaStops().push_back(CGradientStop());
-  EXPECT_EQ(Split(g.GetQuadValueFixed(0.3)).a, 0u);
+  EXPECT_EQ(Ch(g.GetQuadValueFixed(0.3), 3), 0u);
   // Only the low byte of an opacity stop counts.
   g.GetAlphaStops().front().SetDwordValue(0x12345680u);
-  EXPECT_EQ(Split(g.GetQuadValueFixed(0.3)).a, 0x80u << 7);
+  EXPECT_EQ(Ch(g.GetQuadValueFixed(0.3), 3), 0x80u << 7);
 }
 
 TEST(GradientSolid, SmoothnessOutsideItsRangeStaysInTheChannel) {
@@ -181,8 +149,8 @@ TEST(GradientSolid, SmoothnessOutsideItsRangeStaysInTheChannel) {
   // of wrapping into its neighbours.
   auto g = Ramp({CGradientStop(0x00000000u, 0.0, 0.5), CGradientStop(0x00FFFFFFu, 1.0, 0.5)}, 300);
   EXPECT_EQ(g->GetSmoothness(), 300);
-  EXPECT_EQ(g->GetQuadValueFixed(0.2), Pack({0, 0, 0, 32640}));
-  EXPECT_EQ(g->GetQuadValueFixed(0.8), Pack({32640, 32640, 32640, 32640}));
+  EXPECT_EQ(g->GetQuadValueFixed(0.2), Quad(0, 0, 0, 32640));
+  EXPECT_EQ(g->GetQuadValueFixed(0.8), Quad(32640, 32640, 32640, 32640));
 }
 
 TEST(GradientSolid, ByteAndDwordForms) {
@@ -221,11 +189,6 @@ TEST(GradientSolid, SingleValueUsesCrossedLuminanceOverWhite) {
     EXPECT_EQ(g.GetSingleValueFixed(0.5), c.fixed) << c.name;
     EXPECT_EQ(g.GetSingleValueByte(0.5), c.byte) << c.name;
   }
-}
-
-TEST(GradientSolid, EmptyColourListReadsAsBlack) {
-  CGradientSolid g;
-  EXPECT_EQ(g.GetQuadValueFixed(0.5), Pack({0, 0, 0, 32640}));
 }
 
 TEST(GradientSolid, CloneEqualityAndCopies) {

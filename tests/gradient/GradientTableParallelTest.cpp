@@ -7,7 +7,7 @@
 
 #include <kernel/GradientTable.h>
 
-#include "gradient/GradientTableGradients.h"
+#include "GradientTestSupport.h"
 
 namespace {
 
@@ -64,18 +64,9 @@ TEST(GradientTableParallel, EveryPositionMatchesTheScalarLookup) {
     std::vector<uint32_t> outDwords(n + 1, 0xA5A5A5A5u);
     bytes.GetParallelBytes(positions.data(), outBytes.data(), n);
     dwords.GetParallelDwords(positions.data(), outDwords.data(), n);
-    int bad = 0;
-    for (int k = 0; k < n && bad < 10; ++k) {
-      if (outBytes[k] != bytes.GetByteValue(positions[k])) {
-        ++bad;
-        ADD_FAILURE() << "bytes, size " << size << " pos " << positions[k] << ": " << int{outBytes[k]} << " vs "
-                      << int{bytes.GetByteValue(positions[k])};
-      }
-      if (outDwords[k] != dwords.GetDwordValue(positions[k])) {
-        ++bad;
-        ADD_FAILURE() << "dwords, size " << size << " pos " << positions[k] << ": " << std::hex << outDwords[k]
-                      << " vs " << dwords.GetDwordValue(positions[k]);
-      }
+    for (int k = 0; k < n; ++k) {
+      ASSERT_EQ(outBytes[k], bytes.GetByteValue(positions[k])) << "bytes, size " << size << " pos " << positions[k];
+      ASSERT_EQ(outDwords[k], dwords.GetDwordValue(positions[k])) << "dwords, size " << size << " pos " << positions[k];
     }
     // Nothing written past count.
     EXPECT_EQ(outBytes[n], 0xA5);
@@ -149,16 +140,12 @@ TEST(GradientTableParallel, FillPositionsStepAndStickToTheEnds) {
 TEST(GradientTableParallel, WithoutATableEverythingIsZero) {
   CGradientTable table;
   const uint16_t positions[11] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 32767};
-  uint8_t bytes[11];
-  uint32_t dwords[11];
-  for (auto& b : bytes) b = 0xEE;
-  for (auto& d : dwords) d = 0xEEEEEEEEu;
-  table.GetParallelBytes(positions, bytes, 11);
-  table.GetParallelDwords(int64_t{0}, int64_t{1} << 16, dwords, 11);
-  for (int k = 0; k < 11; ++k) {
-    EXPECT_EQ(bytes[k], 0);
-    EXPECT_EQ(dwords[k], 0u);
-  }
+  std::vector<uint8_t> bytes(11, 0xEE);
+  std::vector<uint32_t> dwords(11, 0xEEEEEEEEu);
+  table.GetParallelBytes(positions, bytes.data(), 11);
+  table.GetParallelDwords(int64_t{0}, int64_t{1} << 16, dwords.data(), 11);
+  EXPECT_EQ(bytes, std::vector<uint8_t>(11, 0));
+  EXPECT_EQ(dwords, std::vector<uint32_t>(11, 0u));
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <kernel/Gradient.h>
 #include <kernel/GradientTable.h>
 
-#include "gradient/GradientTableGradients.h"
+#include "GradientTestSupport.h"
 
 namespace {
 
@@ -21,29 +21,13 @@ using Kernel::CGradientTable;
 using Kernel::GradMask;
 
 TEST(GradientTableSize, ModifySizeRoundsDownToPowerOfTwoPlusOne) {
-  const struct {
+  struct Case {
     int n, size, shift;
-  } cases[] = {
-      {100, 65, 6},
-      {256, 257, 8},
-      {1, 1, 0},
-      {0, 1, 0},
-      {-7, 1, 0},
-      {INT_MIN, 1, 0},
-      {2, 3, 1},
-      {3, 3, 1},
-      {4, 5, 2},
-      {5, 5, 2},
-      {6, 5, 2},
-      {255, 129, 7},
-      {257, 257, 8},
-      {1023, 513, 9},
-      {32768, 32769, 15},
-      {32769, 32769, 15},
-      {1 << 20, 32769, 15},
-      {INT_MAX, 32769, 15},
   };
-  for (const auto& c : cases) {
+  for (const Case& c : {Case{100, 65, 6}, Case{256, 257, 8}, Case{1, 1, 0}, Case{0, 1, 0}, Case{-7, 1, 0},
+                        Case{INT_MIN, 1, 0}, Case{2, 3, 1}, Case{3, 3, 1}, Case{4, 5, 2}, Case{5, 5, 2}, Case{6, 5, 2},
+                        Case{255, 129, 7}, Case{257, 257, 8}, Case{1023, 513, 9}, Case{32768, 32769, 15},
+                        Case{32769, 32769, 15}, Case{1 << 20, 32769, 15}, Case{INT_MAX, 32769, 15}}) {
     int shift = -1;
     EXPECT_EQ(CGradientTable::ModifySize(c.n, shift), c.size) << "n = " << c.n;
     EXPECT_EQ(shift, c.shift) << "n = " << c.n;
@@ -72,27 +56,27 @@ TEST(GradientTableSize, MasksSplitFifteenBitsAfterEveryBuild) {
   }
 }
 
+CGradientTable Curved(double bias, double gain, bool reverse = false) {
+  CGradientTable table;
+  table.SetBias(bias);
+  table.SetGain(gain);
+  table.SetReverse(reverse);
+  return table;
+}
+
 // The getters disagree on purpose: bias reads the stored value (0.0 shows as
 // 0.5), gain reads the switch.
 TEST(GradientTableCurves, GettersAndSwitches) {
-  const struct {
+  struct Case {
     bool gain;
     double set, reported;
     bool enabled;
-  } cases[] = {
-      {false, 0.0, 0.5, true},
-      {false, 0.25, 0.25, true},
-      {false, 0.5, 0.5, false},
-      {false, 0.5000001, 0.5000001, false},
-      {false, 0.500002, 0.500002, true},
-      {false, 1.0, 1.0, true},
-      {true, 0.5000001, 0.5, false},
-      {true, 0.4999999, 0.5, false},
-      {true, 0.8, 0.8, true},
-      {true, 0.0, 0.0, true},
-      {true, 0.5, 0.5, false},
   };
-  for (const auto& c : cases) {
+  for (const Case& c :
+       {Case{false, 0.0, 0.5, true}, Case{false, 0.25, 0.25, true}, Case{false, 0.5, 0.5, false},
+        Case{false, 0.5000001, 0.5000001, false}, Case{false, 0.500002, 0.500002, true}, Case{false, 1.0, 1.0, true},
+        Case{true, 0.5000001, 0.5, false}, Case{true, 0.4999999, 0.5, false}, Case{true, 0.8, 0.8, true},
+        Case{true, 0.0, 0.0, true}, Case{true, 0.5, 0.5, false}}) {
     CGradientTable table;
     if (c.gain) {
       table.SetGain(c.set);
@@ -123,9 +107,7 @@ double SchlickGain(double g, double t) {
 TEST(GradientTableCurves, BiasAndGainFollowSchlick) {
   const double ts[] = {0.0, 0.1, 0.25, 0.4, 0.5, 0.6, 0.75, 0.9, 1.0};
   for (const double v : {0.1, 0.2, 0.35, 0.65, 0.8, 0.95}) {
-    CGradientTable table;
-    table.SetBias(v);
-    table.SetGain(v);
+    const CGradientTable table = Curved(v, v);
     for (const double t : ts) {
       EXPECT_NEAR(table.DoBias(t), SchlickBias(v, t), 1e-12) << "bias " << v << " t " << t;
       EXPECT_NEAR(table.DoGain(t), SchlickGain(v, t), 1e-12) << "gain " << v << " t " << t;
@@ -136,15 +118,14 @@ TEST(GradientTableCurves, BiasAndGainFollowSchlick) {
     EXPECT_NEAR(table.DoGain(0.5), 0.5, 1e-12);
   }
   // By hand: bias 0.2 has k = 3, at t = 0.25 the divisor is 4 - 0.75.
-  CGradientTable table;
-  table.SetBias(0.2);
-  EXPECT_DOUBLE_EQ(table.DoBias(0.25), 1.0 / 13.0);
+  EXPECT_DOUBLE_EQ(Curved(0.2, 0.5).DoBias(0.25), 1.0 / 13.0);
 }
 
 TEST(GradientTableCurves, DisabledOrDegenerateCurvesLeaveTUnchanged) {
   const struct { double bias, gain; } cases[] = {{0.5, 0.5}, {0.0, 1.0}, {0.5000005, 0.4999995}};
   for (const auto& c : cases) {
-    CGradientTable table;
+    // Each curve was on with a real value first and is switched off again.
+    CGradientTable table = Curved(0.3, 0.3);
     table.SetBias(c.bias);
     table.SetGain(c.gain);
     for (const double t : {0.0, 0.3, 0.5, 0.7, 1.0}) {
@@ -152,14 +133,6 @@ TEST(GradientTableCurves, DisabledOrDegenerateCurvesLeaveTUnchanged) {
       EXPECT_EQ(table.DoGain(t), t) << c.gain;
     }
   }
-  // Switching a curve off again after a real value.
-  CGradientTable table;
-  table.SetBias(0.3);
-  table.SetGain(0.3);
-  table.SetBias(0.5);
-  table.SetGain(0.5);
-  EXPECT_EQ(table.DoBias(0.3), 0.3);
-  EXPECT_EQ(table.DoGain(0.3), 0.3);
 }
 
 // A linear ramp of single values: entry i must be the ramp at the curve of
@@ -172,10 +145,7 @@ TEST(GradientTableBuild, EntriesSampleTheCurvedPositions) {
                {0.7, 0.2, false}, {0.3, 0.5, true}, {0.7, 0.2, true}};
   const CFunctionGradient ramp([](double t) { return t; });
   for (const auto& c : cases) {
-    CGradientTable table;
-    table.SetBias(c.bias);
-    table.SetGain(c.gain);
-    table.SetReverse(c.reverse);
+    CGradientTable table = Curved(c.bias, c.gain, c.reverse);
     ASSERT_TRUE(table.CreateBytes(&ramp, 32));
     ASSERT_EQ(table.GetSize(), 33);
     for (int i = 0; i < 33; ++i) {
@@ -262,22 +232,14 @@ TEST(GradientTableLookup, DoublePositionsRoundHalfAwayAndStopShortOfTheEnd) {
   const CSampledGradient g({kHandEntries, kHandEntries + 5}, {});
   CGradientTable table;
   ASSERT_TRUE(table.CreateBytes(&g, 5));
-  const struct {
+  struct Case {
     double t;
     uint16_t pos;
-  } cases[] = {
-      {0.0, 0},
-      {1.0, 32767},
-      {1.5, 32767},
-      {-0.25, 0},
-      {0.25, 8192},
-      {0.5, 16384},
-      {16384.5 / 32768, 16385},
-      {16384.49 / 32768, 16384},
-      {8190.5 / 32768, 8191},
-      {std::nan(""), 0},
   };
-  for (const auto& c : cases) EXPECT_EQ(table.GetByteValue(c.t), table.GetByteValue(c.pos)) << c.t;
+  for (const Case& c :
+       {Case{0.0, 0}, Case{1.0, 32767}, Case{1.5, 32767}, Case{-0.25, 0}, Case{0.25, 8192}, Case{0.5, 16384},
+        Case{16384.5 / 32768, 16385}, Case{16384.49 / 32768, 16384}, Case{8190.5 / 32768, 8191}, Case{std::nan(""), 0}})
+    EXPECT_EQ(table.GetByteValue(c.t), table.GetByteValue(c.pos)) << c.t;
   // 1.0 reads the last interval's far end, not the last entry: 255 from 32636.
   EXPECT_EQ(table.GetByteValue(1.0), 255);
   EXPECT_EQ(table.GetByteValue(16384.5 / 32768), 0);  // rounded up onto the descending quirk
@@ -334,21 +296,16 @@ TEST(GradientTableLookup, EntriesAreKeptWithinFullScale) {
 TEST(GradientTableChannels, MaskAndAlphaSwitchSelectChannels) {
   // Every channel distinct: red 0x11, green 0x22, blue 0x33, alpha 0x44.
   const CSampledGradient g({}, {Quad(0x11 << 7, 0x22 << 7, 0x33 << 7, 0x44 << 7)});
-  const struct {
+  struct Case {
     GradMask mask;
     bool alpha;
     uint32_t expected;
-  } cases[] = {
-      {GradMask::All, true, 0x44332211u},
-      {GradMask::Colour, true, 0xFF332211u},
-      {GradMask::Red | GradMask::Alpha, true, 0x44000011u},
-      {GradMask::Green, true, 0xFF002200u},
-      {GradMask::Alpha, true, 0x44000000u},
-      {GradMask::None, true, 0xFF000000u},
-      {GradMask::All, false, 0xFF332211u},
-      {GradMask::Alpha | GradMask::Blue, false, 0xFF330000u},
   };
-  for (const auto& c : cases) {
+  for (const Case& c :
+       {Case{GradMask::All, true, 0x44332211u}, Case{GradMask::Colour, true, 0xFF332211u},
+        Case{GradMask::Red | GradMask::Alpha, true, 0x44000011u}, Case{GradMask::Green, true, 0xFF002200u},
+        Case{GradMask::Alpha, true, 0x44000000u}, Case{GradMask::None, true, 0xFF000000u},
+        Case{GradMask::All, false, 0xFF332211u}, Case{GradMask::Alpha | GradMask::Blue, false, 0xFF330000u}}) {
     CGradientTable table;
     table.EnableAlpha(c.alpha);
     ASSERT_TRUE(table.CreateDwords(&g, 16, c.mask));
@@ -370,10 +327,7 @@ TEST(GradientTableOutput, MatchesTableEntries) {
     int size;
   } cases[] = {{0.5, 0.5, false, 17}, {0.3, 0.5, true, 33}, {0.5, 0.8, false, 65}, {0.7, 0.35, true, 9}};
   for (const auto& c : cases) {
-    CGradientTable table;
-    table.SetBias(c.bias);
-    table.SetGain(c.gain);
-    table.SetReverse(c.reverse);
+    CGradientTable table = Curved(c.bias, c.gain, c.reverse);
     std::vector<uint8_t> bytes(c.size);
     std::vector<uint32_t> dwords(c.size);
     table.OutputBytes(&g, bytes.data(), c.size);
