@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <tuple>
 
 namespace {
 
@@ -31,9 +32,7 @@ TEST(CMYKThroughMapper, InksArePassedInTheCrossedByteOrder) {
   EXPECT_CALL(mapper, CMYKToRGB(_)).Times(0);
   double L = -1, a = -1, b = -1;
   CMYKToLab(0x11223344u, L, a, b, mapper);
-  EXPECT_EQ(L, 100.0);
-  EXPECT_EQ(a, 0.0);
-  EXPECT_EQ(b, 0.0);
+  EXPECT_EQ(std::tie(L, a, b), std::make_tuple(100.0, 0.0, 0.0));
 }
 
 TEST(CMYKThroughMapper, OtherConversionsUseTheWholeValue) {
@@ -48,20 +47,14 @@ TEST(CMYKThroughMapper, OtherConversionsUseTheWholeValue) {
   EXPECT_CALL(mapper, CMYKToRGB(0xA1B2C3D4u)).WillOnce(Return(Rgb(200, 100, 50)));
   int h = -1, s = -1, l = -1;
   CMYKToHSL(0xA1B2C3D4u, h, s, l, mapper);
-  EXPECT_EQ(h, 20);
-  EXPECT_EQ(s, 153);
-  EXPECT_EQ(l, 125);
+  EXPECT_EQ(std::tie(h, s, l), std::make_tuple(20, 153, 125));
 }
 
-struct PlainCase {
-  const char* name;
-  uint32_t colour;
-  uint32_t cmyk;
-  uint32_t back;
-};
-
 TEST(PlainCMYKMapper, ExactConversions) {
-  const PlainCase cases[] = {
+  const struct {
+    const char* name;
+    uint32_t colour, cmyk, back;
+  } cases[] = {
       {"black", 0, PackCMYK(0, 0, 0, 255), 0},
       {"white", Rgb(255, 255, 255), 0, Rgb(255, 255, 255)},
       {"red", Rgb(255, 0, 0), PackCMYK(0, 255, 255, 0), Rgb(255, 0, 0)},
@@ -88,9 +81,7 @@ TEST(PlainCMYKMapper, RoundTripWithinOneStepAndInkOrderAgrees) {
     double L1, a1, b1, L2, a2, b2;
     CMYKToLab(cmyk, L1, a1, b1, mapper);
     RGBToLab(mapper.CMYKToRGB(cmyk), L2, a2, b2);
-    ASSERT_EQ(L1, L2) << cmyk;
-    ASSERT_EQ(a1, a2) << cmyk;
-    ASSERT_EQ(b1, b2) << cmyk;
+    ASSERT_EQ(std::tie(L1, a1, b1), std::tie(L2, a2, b2)) << cmyk;
   }
 }
 
@@ -99,9 +90,7 @@ TEST(PlainCMYKMapper, HslAndLabGoThroughTheMapper) {
   EXPECT_EQ(HSLToCMYK(0, 255, 127, mapper), PackCMYK(0, 255, 255, 1));
   int h, s, l;
   CMYKToHSL(PackCMYK(0, 255, 255, 0), h, s, l, mapper);
-  EXPECT_EQ(h, 0);
-  EXPECT_EQ(s, 255);
-  EXPECT_EQ(l, 127);
+  EXPECT_EQ(std::tie(h, s, l), std::make_tuple(0, 255, 127));
   EXPECT_EQ(LabToCMYK(100.0, 0.0, 0.0, mapper), 0u);
   double L, a, b;
   CMYKToLab(PackCMYK(0, 0, 0, 255), L, a, b, mapper);

@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <tuple>
+#include <vector>
 
 namespace {
 
@@ -13,14 +16,12 @@ using namespace Kernel;
 
 constexpr uint32_t Rgb(uint32_t r, uint32_t g, uint32_t b) { return r | (g << 8) | (b << 16); }
 
-struct LuminanceCase {
-  const char* name;
-  int r, g, b;
-  int expected;
-};
-
 TEST(Luminance, WeightedSumTruncated) {
-  const LuminanceCase cases[] = {
+  const struct {
+    const char* name;
+    int r, g, b;
+    int expected;
+  } cases[] = {
       {"white", 255, 255, 255, 255},
       {"red", 255, 0, 0, 76},
       {"green", 0, 255, 0, 150},
@@ -29,29 +30,26 @@ TEST(Luminance, WeightedSumTruncated) {
       {"weights sum to 100", 1, 1, 1, 1},
       {"99 hundredths truncate to 0", 0, 0, 9, 0},
       {"mixed", 10, 200, 30, 124},  // 300 + 11800 + 330 = 12430
+      // The three-int form is signed and truncates towards zero.
+      {"negative", -10, 0, 0, -3},
+      {"-0.3 truncates to 0, a floor would give -1", -1, 0, 0, 0},
+      {"-1.18", 0, -2, 0, -1},
+      {"beyond a byte", 300, 300, 300, 300},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(GetLuminance(c.r, c.g, c.b), c.expected) << c.name;
+    if (std::min({c.r, c.g, c.b}) < 0 || std::max({c.r, c.g, c.b}) > 255) continue;  // no packed form
     EXPECT_EQ(GetLuminance(Rgb(c.r, c.g, c.b)), c.expected) << c.name << " (packed)";
     EXPECT_EQ(GetLuminance(Rgb(c.r, c.g, c.b) | 0xFF000000u), c.expected) << c.name << " (top byte ignored)";
   }
 }
 
-TEST(Luminance, ThreeIntFormIsSignedAndTruncatesTowardsZero) {
-  EXPECT_EQ(GetLuminance(-10, 0, 0), -3);
-  EXPECT_EQ(GetLuminance(-1, 0, 0), 0);   // -0.3 truncates to 0, a floor would give -1
-  EXPECT_EQ(GetLuminance(0, -2, 0), -1);  // -1.18
-  EXPECT_EQ(GetLuminance(300, 300, 300), 300);
-}
-
-struct AdjustCase {
-  const char* name;
-  int r, g, b, luminance;
-  int er, eg, eb;
-};
-
 TEST(AdjustLuminosity, ShiftsThenPullsTowardsTheGamutEdge) {
-  const AdjustCase cases[] = {
+  const struct {
+    const char* name;
+    int r, g, b, luminance;
+    int er, eg, eb;
+  } cases[] = {
       {"grey set to target", 100, 100, 100, 40, 40, 40, 40},
       {"grey above the gamut is kept as asked", 100, 100, 100, 300, 300, 300, 300},
       {"grey below the gamut is kept as asked", 7, 7, 7, -5, -5, -5, -5},
@@ -66,9 +64,7 @@ TEST(AdjustLuminosity, ShiftsThenPullsTowardsTheGamutEdge) {
   for (const auto& c : cases) {
     int r = c.r, g = c.g, b = c.b;
     AdjustLuminosity(&r, &g, &b, c.luminance);
-    EXPECT_EQ(r, c.er) << c.name;
-    EXPECT_EQ(g, c.eg) << c.name;
-    EXPECT_EQ(b, c.eb) << c.name;
+    EXPECT_EQ(std::tie(r, g, b), std::tie(c.er, c.eg, c.eb)) << c.name;
     if (c.luminance >= 0 && c.luminance <= 255 && !(c.r == c.g && c.g == c.b)) {
       const uint32_t packed = AdjustLuminosity(Rgb(c.r, c.g, c.b) | 0xAB000000u, c.luminance);
       EXPECT_EQ(packed, Rgb(c.er, c.eg, c.eb)) << c.name << " (packed)";
@@ -88,14 +84,12 @@ TEST(AdjustLuminosity, ReachesTheTargetWithinOneStepAcrossTheGamut) {
         }
 }
 
-struct Adjust64Case {
-  const char* name;
-  uint64_t r, g, b, luminance;
-  uint64_t er, eg, eb;
-};
-
 TEST(AdjustLuminosity, SixteenBitChannels) {
-  const Adjust64Case cases[] = {
+  const struct {
+    const char* name;
+    uint64_t r, g, b, luminance;
+    uint64_t er, eg, eb;
+  } cases[] = {
       {"grey", 1000, 1000, 1000, 50000, 50000, 50000, 50000},
       {"plain lighten", 25700, 12850, 0, 25700, 36108, 23258, 10408},
       {"red to white", 65535, 0, 0, 65535, 65535, 65535, 65535},
@@ -107,21 +101,17 @@ TEST(AdjustLuminosity, SixteenBitChannels) {
   for (const auto& c : cases) {
     uint64_t r = c.r, g = c.g, b = c.b;
     AdjustLuminosityRGB64(&r, &g, &b, c.luminance);
-    EXPECT_EQ(r, c.er) << c.name;
-    EXPECT_EQ(g, c.eg) << c.name;
-    EXPECT_EQ(b, c.eb) << c.name;
+    EXPECT_EQ(std::tie(r, g, b), std::tie(c.er, c.eg, c.eb)) << c.name;
   }
 }
 
-struct RecolourCase {
-  const char* name;
-  int sr, sg, sb;
-  int tr, tg, tb;
-  int er, eg, eb;
-};
-
 TEST(Recolour, SourceLuminanceLightensTheTarget) {
-  const RecolourCase cases[] = {
+  const struct {
+    const char* name;
+    int sr, sg, sb;
+    int tr, tg, tb;
+    int er, eg, eb;
+  } cases[] = {
       {"black source keeps the target", 0, 0, 0, 12, 130, 250, 12, 130, 250},
       {"white source gives white", 255, 255, 255, 12, 130, 250, 255, 255, 255},
       {"grey source", 100, 100, 100, 0, 128, 255, 100, 177, 255},
@@ -130,21 +120,17 @@ TEST(Recolour, SourceLuminanceLightensTheTarget) {
   for (const auto& c : cases) {
     int r = c.tr, g = c.tg, b = c.tb;
     Recolour(c.sr, c.sg, c.sb, &r, &g, &b);
-    EXPECT_EQ(r, c.er) << c.name;
-    EXPECT_EQ(g, c.eg) << c.name;
-    EXPECT_EQ(b, c.eb) << c.name;
+    EXPECT_EQ(std::tie(r, g, b), std::tie(c.er, c.eg, c.eb)) << c.name;
   }
 }
 
-struct InkCase {
-  const char* name;
-  int c, m, y, k;
-  int target[4];
-  int expected[4];
-};
-
 TEST(Recolour, FourInksScaleByDensityWithRoundedMulDiv) {
-  const InkCase cases[] = {
+  const struct {
+    const char* name;
+    int c, m, y, k;
+    int target[4];
+    int expected[4];
+  } cases[] = {
       // D = (4100 + 5200 + 600 + 8500) / 100 = 184
       {"density 184", 100, 100, 100, 100, {255, 100, 1, 0}, {184, 72, 1, 0}},
       // D = 12835 / 100 = 128: 384/255 = 1.506 rounds up, 128/255 = 0.502 up,
@@ -158,7 +144,7 @@ TEST(Recolour, FourInksScaleByDensityWithRoundedMulDiv) {
   for (const auto& c : cases) {
     int t[4] = {c.target[0], c.target[1], c.target[2], c.target[3]};
     Recolour(c.c, c.m, c.y, c.k, &t[0], &t[1], &t[2], &t[3]);
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(t[i], c.expected[i]) << c.name << " ink " << i;
+    EXPECT_EQ(std::vector<int>(t, t + 4), std::vector<int>(c.expected, c.expected + 4)) << c.name;
   }
 }
 
@@ -169,26 +155,18 @@ TEST(ReverseColour, SwapsRedAndBlueAndDropsTheTopByte) {
   for (uint32_t c = 0; c < 0x01000000u; c += 0x010305u) EXPECT_EQ(ReverseColour(ReverseColour(c | 0x7F000000u)), c);
 }
 
-struct MidHueCase {
-  int a, b, expected;
-};
-
 TEST(MidHue, ShortWayOnlyWhenTheFirstHueIsLarger) {
-  const MidHueCase cases[] = {
-      {350, 10, 0},  {10, 350, 180},  {0, 0, 0},       {0, 359, 179},
-      {359, 0, 359}, {200, 100, 330}, {100, 200, 150}, {90, 91, 90},
-  };
+  const struct {
+    int a, b, expected;
+  } cases[] = {{350, 10, 0},  {10, 350, 180},  {0, 0, 0},       {0, 359, 179},
+               {359, 0, 359}, {200, 100, 330}, {100, 200, 150}, {90, 91, 90}};
   for (const auto& c : cases) EXPECT_EQ(MidHue(c.a, c.b), c.expected) << c.a << "," << c.b;
 }
 
-struct GammaCase {
-  double value, gamma, expected;
-};
-
 TEST(GammaCorrect, PowerClampedToUnitRange) {
-  const GammaCase cases[] = {
-      {0.5, 2.0, 0.25}, {0.25, 0.5, 0.5}, {2.0, 1.0, 1.0}, {-0.5, 1.0, 0.0}, {0.0, 0.0, 1.0}, {1.0, 3.0, 1.0},
-  };
+  const struct {
+    double value, gamma, expected;
+  } cases[] = {{0.5, 2.0, 0.25}, {0.25, 0.5, 0.5}, {2.0, 1.0, 1.0}, {-0.5, 1.0, 0.0}, {0.0, 0.0, 1.0}, {1.0, 3.0, 1.0}};
   for (const auto& c : cases) EXPECT_DOUBLE_EQ(GammaCorrect(c.value, c.gamma), c.expected) << c.value << "^" << c.gamma;
 }
 

@@ -9,6 +9,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <kernel/Quantizer.h>
@@ -32,35 +33,33 @@ std::vector<RGBQUAD> Table(CQuantizer& q, size_t size) {
                                        << int(e.rgbBlue) << ", " << int(e.rgbReserved) << "), expected (" << r << ", "
                                        << g << ", " << b << ", 0)";
 }
+::testing::AssertionResult EntryIs(const RGBQUAD& e, const std::array<int, 3>& c) {
+  return EntryIs(e, c[0], c[1], c[2]);
+}
 
 }  // namespace
 
 TEST(QuantizerTest, DefaultsAndLimits) {
-  struct Case {
+  const struct {
     uint32_t colours, bits, limit, depth;
-  };
-  const Case cases[] = {{256, 8, 256, 8},  {16, 8, 16, 8}, {2, 8, 16, 8}, {1, 4, 16, 4},
-                        {300, 12, 300, 8}, {0, 0, 16, 0},  {40, 9, 40, 8}};
-  for (const Case& c : cases) {
+  } cases[] = {{256, 8, 256, 8},  {16, 8, 16, 8}, {2, 8, 16, 8}, {1, 4, 16, 4},
+               {300, 12, 300, 8}, {0, 0, 16, 0},  {40, 9, 40, 8}};
+  for (const auto& c : cases) {
     CQuantizer q(c.colours, c.bits);
-    EXPECT_EQ(q.GetLeafLimit(), c.limit) << c.colours << "/" << c.bits;
-    EXPECT_EQ(q.GetDepth(), c.depth) << c.colours << "/" << c.bits;
-    EXPECT_EQ(q.GetColourCount(), c.colours);
-    EXPECT_EQ(q.GetLeafCount(), 0u);
+    EXPECT_EQ(std::tuple(q.GetLeafLimit(), q.GetDepth(), q.GetLeafCount()), std::tuple(c.limit, c.depth, 0u))
+        << c.colours << "/" << c.bits;
     EXPECT_EQ(q.GetRoot(), nullptr);
   }
   CQuantizer d;
-  EXPECT_EQ(d.GetColourCount(), 256u);
-  EXPECT_EQ(d.GetDepth(), 8u);
+  EXPECT_EQ(std::pair(d.GetColourCount(), d.GetDepth()), std::pair(256u, 8u));
 }
 
 TEST(QuantizerTest, OneColourManyTimesIsOneExactEntry) {
-  struct Case {
+  const struct {
     uint32_t colours, bits, colour;
-  };
-  const Case cases[] = {{256, 8, Rgb(12, 200, 77)}, {16, 8, Rgb(255, 255, 255)}, {5, 8, Rgb(1, 2, 3)},
-                        {2, 3, Rgb(0, 0, 0)},       {1, 8, Rgb(99, 0, 250)},     {64, 0, Rgb(7, 130, 64)}};
-  for (const Case& c : cases) {
+  } cases[] = {{256, 8, Rgb(12, 200, 77)}, {16, 8, Rgb(255, 255, 255)}, {5, 8, Rgb(1, 2, 3)},
+               {2, 3, Rgb(0, 0, 0)},       {1, 8, Rgb(99, 0, 250)},     {64, 0, Rgb(7, 130, 64)}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.colours);
     CQuantizer q(c.colours, c.bits);
     // The top byte plays no part.
@@ -97,7 +96,7 @@ TEST(QuantizerTest, ReductionFoldsTheNewestNodeOfTheDeepestLevel) {
       // 15 is the seventeenth: it joins the node of 14, the newest there.
       {"sixteen first", sixteenFirst, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 16}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     CQuantizer q(16, 8);
     for (size_t i = 0; i < c.reds.size(); ++i) {
@@ -138,12 +137,9 @@ TEST(QuantizerTest, ReductionMergesCountsAndSums) {
 }
 
 TEST(QuantizerTest, LeafCountNeverPassesTheLimit) {
-  struct Case {
-    uint32_t colours, bits;
-  };
-  const Case cases[] = {{16, 8}, {2, 8}, {256, 8}, {64, 5}, {20, 3}, {1, 8}};
+  const struct { uint32_t colours, bits; } cases[] = {{16, 8}, {2, 8}, {256, 8}, {64, 5}, {20, 3}, {1, 8}};
   std::mt19937 rng(1234);
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     CQuantizer q(c.colours, c.bits);
     uint64_t total = 0;
     for (int i = 0; i < 20000; ++i) {
@@ -160,89 +156,53 @@ TEST(QuantizerTest, LeafCountNeverPassesTheLimit) {
   }
 }
 
-// Five leaves A..E whose reds differ in their top three bits (green and blue
-// stay below 32), so tree order is A..E; A once, B twice ... E five times.
-TEST(QuantizerTest, SmallPalettesMergeRunsByWeightedMeans) {
-  const uint32_t leaves[5] = {Rgb(0x00, 10, 31), Rgb(0x40, 20, 0), Rgb(0x80, 30, 5), Rgb(0xC0, 1, 17),
-                              Rgb(0xFF, 31, 2)};
-  struct Case {
-    uint32_t colours;
-    std::vector<std::array<int, 3>> expected;
-  };
-  const Case cases[] = {
-      // Runs [0,1) [1,3) [3,5): (64*2 + 128*3) / 5 = 102, (192*4 + 255*5) / 9 = 227.
-      {3, {{0, 10, 31}, {102, 26, 3}, {227, 17, 8}}},
-      // Runs [0,2) [2,5).
-      {2, {{42, 16, 10}, {202, 20, 7}}},
-      // Runs [0,1) [1,2) [2,3) [3,5).
-      {4, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {227, 17, 8}}},
-      // As many or more entries than leaves: copied, the rest zero.
-      {5, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {192, 1, 17}, {255, 31, 2}}},
-      {7, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {192, 1, 17}, {255, 31, 2}, {0, 0, 0}, {0, 0, 0}}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.colours);
-    CQuantizer q(c.colours, 8);
-    for (int i = 0; i < 5; ++i)
-      for (int k = 0; k <= i; ++k) q.AddColour(leaves[i], 0);
-    const auto t = Table(q, c.colours);
-    ASSERT_EQ(t.size(), c.expected.size());
-    for (size_t j = 0; j < t.size(); ++j)
-      EXPECT_TRUE(EntryIs(t[j], c.expected[j][0], c.expected[j][1], c.expected[j][2])) << j;
-  }
-}
-
-TEST(QuantizerTest, MergedEntriesWeighTheLeavesTruncatedMeans) {
-  // Depth 1: one leaf per top-bit cell. The green leaf holds 131 and 130 and
-  // stands for 130; the merged entry is (130 * 2 + 0 * 1) / 3 = 86, where
-  // raw sums would give 261 / 3 = 87.
-  CQuantizer q(2, 1);
-  q.AddColour(Rgb(3, 4, 5), 0);
-  q.AddColour(Rgb(0, 131, 0), 0);
-  q.AddColour(Rgb(0, 130, 0), 0);
-  q.AddColour(Rgb(200, 0, 0), 0);
-  const auto t = Table(q, 2);
-  EXPECT_TRUE(EntryIs(t[0], 3, 4, 5));
-  EXPECT_TRUE(EntryIs(t[1], 66, 86, 0));
-}
-
-TEST(QuantizerTest, SingleEntryIsTheFirstLeafNotAMean) {
+TEST(QuantizerTest, PaletteEntriesOfAddedColours) {
   struct Case {
     std::string name;
-    uint32_t bits;
-    std::vector<uint32_t> colours;
-    std::array<int, 3> expected;
+    uint32_t colours, bits;
+    std::vector<uint32_t> added;
+    std::vector<std::array<int, 3>> expected;  // the entries after these are zero
   };
+  const std::vector<uint32_t> five = {Rgb(255, 0, 0), Rgb(0, 255, 0), Rgb(0, 0, 255), Rgb(0, 0, 0), Rgb(128, 128, 128)};
+  // Five leaves A..E whose reds differ in their top three bits (green and
+  // blue stay below 32), so tree order is A..E; A once, B twice ... E five times.
+  const uint32_t leaves[5] = {Rgb(0x00, 10, 31), Rgb(0x40, 20, 0), Rgb(0x80, 30, 5), Rgb(0xC0, 1, 17),
+                              Rgb(0xFF, 31, 2)};
+  std::vector<uint32_t> runs;
+  for (int i = 0; i < 5; ++i) runs.insert(runs.end(), static_cast<size_t>(i + 1), leaves[i]);
   const Case cases[] = {
-      // Depth 0: the root is the only leaf, and its mean is the entry.
-      {"root leaf", 0, {Rgb(10, 20, 30), Rgb(21, 40, 61)}, {15, 30, 45}},
+      // Depth 1: one leaf per top-bit cell. The green leaf holds 131 and 130
+      // and stands for 130; the merged entry is (130 * 2 + 0 * 1) / 3 = 86,
+      // where raw sums would give 261 / 3 = 87.
+      {"means", 2, 1, {Rgb(3, 4, 5), Rgb(0, 131, 0), Rgb(0, 130, 0), Rgb(200, 0, 0)}, {{3, 4, 5}, {66, 86, 0}}},
+      // A single entry is the first leaf, not a mean. Depth 0: the root is
+      // the only leaf, and its mean is the entry.
+      {"root leaf", 1, 0, {Rgb(10, 20, 30), Rgb(21, 40, 61)}, {{15, 30, 45}}},
       // The dark colour comes first in tree order though added last and
       // outnumbered.
-      {"first leaf", 8, {Rgb(200, 0, 0), Rgb(200, 0, 0), Rgb(10, 20, 30)}, {10, 20, 30}},
-      {"first leaf holding two colours", 1, {Rgb(250, 250, 250), Rgb(0, 1, 0), Rgb(4, 2, 1)}, {2, 1, 0}},
-      {"empty", 8, {}, {0, 0, 0}},
+      {"first leaf", 1, 8, {Rgb(200, 0, 0), Rgb(200, 0, 0), Rgb(10, 20, 30)}, {{10, 20, 30}}},
+      {"first leaf holding two", 1, 1, {Rgb(250, 250, 250), Rgb(0, 1, 0), Rgb(4, 2, 1)}, {{2, 1, 0}}},
+      {"empty", 1, 8, {}, {}},
+      // Small palettes merge runs of leaves by weighted means. Runs [0,1)
+      // [1,3) [3,5): (64*2 + 128*3) / 5 = 102, (192*4 + 255*5) / 9 = 227.
+      {"3 of 5", 3, 8, runs, {{0, 10, 31}, {102, 26, 3}, {227, 17, 8}}},
+      {"2 of 5: runs [0,2) [2,5)", 2, 8, runs, {{42, 16, 10}, {202, 20, 7}}},
+      {"4 of 5: runs [0,1) [1,2) [2,3) [3,5)", 4, 8, runs, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {227, 17, 8}}},
+      // As many or more entries than leaves: copied, the rest zero.
+      {"5 of 5", 5, 8, runs, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {192, 1, 17}, {255, 31, 2}}},
+      {"7 of 5", 7, 8, runs, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {192, 1, 17}, {255, 31, 2}}},
+      // Large palettes list the leaves in tree order, which interleaves the
+      // bits red, green, blue from the top.
+      {"tree order", 20, 8, five, {{0, 0, 0}, {0, 0, 255}, {0, 255, 0}, {255, 0, 0}, {128, 128, 128}}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    CQuantizer q(1, c.bits);
-    for (uint32_t colour : c.colours) q.AddColour(colour, 0);
-    const auto t = Table(q, 1);
-    EXPECT_TRUE(EntryIs(t[0], c.expected[0], c.expected[1], c.expected[2]));
+    CQuantizer q(c.colours, c.bits);
+    for (uint32_t colour : c.added) q.AddColour(colour, 0);
+    const auto t = Table(q, c.colours);
+    for (size_t i = 0; i < t.size(); ++i)
+      EXPECT_TRUE(EntryIs(t[i], i < c.expected.size() ? c.expected[i] : std::array<int, 3>{0, 0, 0})) << i;
   }
-}
-
-TEST(QuantizerTest, LargePalettesListLeavesInTreeOrder) {
-  CQuantizer q(20, 8);
-  // Tree order interleaves the bits red, green, blue from the top.
-  const uint32_t added[] = {Rgb(255, 0, 0), Rgb(0, 255, 0), Rgb(0, 0, 255), Rgb(0, 0, 0), Rgb(128, 128, 128)};
-  for (uint32_t c : added) q.AddColour(c, 0);
-  const auto t = Table(q, 20);
-  EXPECT_TRUE(EntryIs(t[0], 0, 0, 0));
-  EXPECT_TRUE(EntryIs(t[1], 0, 0, 255));
-  EXPECT_TRUE(EntryIs(t[2], 0, 255, 0));
-  EXPECT_TRUE(EntryIs(t[3], 255, 0, 0));
-  EXPECT_TRUE(EntryIs(t[4], 128, 128, 128));
-  for (size_t i = 5; i < 20; ++i) EXPECT_TRUE(EntryIs(t[i], 0, 0, 0)) << i;
 }
 
 TEST(QuantizerTest, NearestColourStopsWhereThePathLeavesTheTree) {
@@ -252,34 +212,32 @@ TEST(QuantizerTest, NearestColourStopsWhereThePathLeavesTheTree) {
   q.AddColour(Rgb(0, 0, 0x01), 2);                  // only the new leaf gets 2
   q.AddColour(Rgb(0, 0, 0x10), 3);                  // leaves the path at level 3: levels 4..8 get 3
   q.AddColour(Rgb(0, 0, 0), 99);                    // creates nothing, changes nothing
-  struct Case {
+  const struct {
     uint32_t colour;
     int expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {Rgb(0, 0, 0), 1},    {Rgb(0, 0, 1), 2},
       {Rgb(0, 0, 0x10), 3}, {Rgb(0, 0, 0x11), 3},  // the level-7 node of 0x10 has no child for bit 0
       {Rgb(0, 0, 0x08), 1},                        // the level-4 node of 0 has no child for bit 3
       {Rgb(0x80, 0, 0), 1},                        // stops at the root
       {Rgb(0, 0, 2), 1},    {0xFF010000u, 2},      // the top byte is ignored
   };
-  for (const Case& c : cases) EXPECT_EQ(q.FindNearestColour(c.colour), c.expected) << std::hex << c.colour;
+  for (const auto& c : cases) EXPECT_EQ(q.FindNearestColour(c.colour), c.expected) << std::hex << c.colour;
 }
 
 TEST(QuantizerTest, PixelIndexReadsEachDepth) {
   // Two rows of four bytes; row 1 is the one read.
   const uint8_t bits[8] = {0x00, 0x00, 0x00, 0x00, 0xAB, 0xB0, 0x7F, 0x01};
-  struct Case {
+  const struct {
     int x, bpp, expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {0, 8, 0xAB}, {3, 8, 0x01},                                                    // bytes
       {0, 4, 0xA},  {1, 4, 0xB},  {2, 4, 0xB}, {3, 4, 0x0}, {5, 4, 0xF},             // high nibble first
       {0, 1, 1},    {1, 1, 0},    {2, 1, 1},   {3, 1, 0},   {4, 1, 1},   {7, 1, 1},  // bit 7 first
       {8, 1, 1},    {9, 1, 0},    {12, 1, 0},  {16, 1, 0},  {17, 1, 1},  {0, 2, 0},
       {0, 16, 0},   {0, 24, 0},   {0, 32, 0},  {0, 0, 0},  // other depths
   };
-  for (const Case& c : cases)
+  for (const auto& c : cases)
     EXPECT_EQ(CQuantizer::GetPixelIndex(c.x, 1, c.bpp, 4, bits), c.expected) << "x " << c.x << " bpp " << c.bpp;
   // Rows are bytesPerLine apart, not packed.
   EXPECT_EQ(CQuantizer::GetPixelIndex(1, 1, 8, 5, bits), 0x7F);
@@ -292,23 +250,20 @@ void ExpectSameTree(const CQuantizer::Node* a, const CQuantizer::Node* b, const 
   ASSERT_EQ(a == nullptr, b == nullptr) << path;
   if (a == nullptr) return;
   ASSERT_EQ(a->m_isLeaf != 0, b->m_isLeaf != 0) << path;
-  EXPECT_EQ(a->m_pixelCount, b->m_pixelCount) << path;
-  EXPECT_EQ(a->m_redSum, b->m_redSum) << path;
-  EXPECT_EQ(a->m_greenSum, b->m_greenSum) << path;
-  EXPECT_EQ(a->m_blueSum, b->m_blueSum) << path;
-  EXPECT_EQ(a->m_index, b->m_index) << path;
+  EXPECT_EQ(std::tie(a->m_pixelCount, a->m_redSum, a->m_greenSum, a->m_blueSum, a->m_index),
+            std::tie(b->m_pixelCount, b->m_redSum, b->m_greenSum, b->m_blueSum, b->m_index))
+      << path;
   for (int i = 0; i < 8; ++i) ExpectSameTree(a->m_child[i], b->m_child[i], path + std::to_string(i));
 }
 
 }  // namespace
 
 TEST(QuantizerTest, RepeatCountGivesTheSameTreeAsSingleAdds) {
-  struct Case {
+  const struct {
     uint32_t colours, bits;
     int palette;  // distinct colours the runs draw from
-  };
-  const Case cases[] = {{256, 8, 5000}, {16, 8, 300}, {2, 8, 40}, {4, 3, 100}, {64, 6, 20000}, {1, 8, 50}};
-  for (const Case& c : cases) {
+  } cases[] = {{256, 8, 5000}, {16, 8, 300}, {2, 8, 40}, {4, 3, 100}, {64, 6, 20000}, {1, 8, 50}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.colours);
     std::mt19937 rng(c.colours * 31 + c.bits);
     std::vector<uint32_t> pool(static_cast<size_t>(c.palette));
@@ -330,29 +285,25 @@ TEST(QuantizerTest, RepeatCountGivesTheSameTreeAsSingleAdds) {
 }
 
 TEST(QuantizerTest, PaletteIndicesPointEachLeafAtItsEntry) {
-  struct Case {
-    uint32_t colours;
-  };
-  const Case cases[] = {{256}, {16}, {40}, {5}, {2}, {1}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.colours);
-    std::mt19937 rng(c.colours);
-    CQuantizer q(c.colours, 8);
+  for (uint32_t colours : {256u, 16u, 40u, 5u, 2u, 1u}) {
+    SCOPED_TRACE(colours);
+    std::mt19937 rng(colours);
+    CQuantizer q(colours, 8);
     std::vector<uint32_t> added;
     for (int i = 0; i < 3000; ++i) added.push_back(rng() & 0xFFFFFF);
     for (uint32_t colour : added) q.AddColour(colour, 0xEE);
     ASSERT_TRUE(q.SetPaletteIndices());
-    const auto t = Table(q, c.colours);
+    const auto t = Table(q, colours);
     std::vector<uint64_t> counts;
     const auto leaves = q.GetLeafColours(&counts);
     const size_t leafCount = leaves.size();
     // Which entry leaf i feeds, by the runs of the small-palette regime.
     const auto entryOf = [&](size_t i) -> size_t {
-      if (c.colours == 1) return 0;
-      if (c.colours >= 16 || leafCount <= c.colours) return i;
-      for (size_t j = 0; j < c.colours; ++j)
-        if (i < (j + 1) * leafCount / c.colours) return j;
-      return c.colours;
+      if (colours == 1) return 0;
+      if (colours >= 16 || leafCount <= colours) return i;
+      for (size_t j = 0; j < colours; ++j)
+        if (i < (j + 1) * leafCount / colours) return j;
+      return colours;
     };
     // The leaves in tree order, and the leaf of each added colour, found
     // by walking the tree here.
@@ -377,7 +328,7 @@ TEST(QuantizerTest, PaletteIndicesPointEachLeafAtItsEntry) {
       EXPECT_EQ(q.FindNearestColour(colour), entryOf(found));
     }
     // A colour that leaves the tree early still gets an entry that exists.
-    const uint32_t produced = c.colours == 1 ? 1 : std::min<uint32_t>(c.colours, static_cast<uint32_t>(leafCount));
+    const uint32_t produced = colours == 1 ? 1 : std::min<uint32_t>(colours, static_cast<uint32_t>(leafCount));
     for (int i = 0; i < 500; ++i) EXPECT_LT(q.FindNearestColour(rng()), produced);
   }
   CQuantizer tooMany(300, 8);
@@ -412,11 +363,7 @@ TEST(QuantizerTest, CopiesShareOneTreeAndGoInAnyOrder) {
     for (int k : order) {
       q[k].reset();
       // The survivors still read the tree.
-      for (int s = 0; s < 3; ++s) {
-        if (q[s]) {
-          EXPECT_EQ(q[s]->GetLeafCount(), leaves);
-        }
-      }
+      for (const auto& survivor : q) EXPECT_TRUE(!survivor || survivor->GetLeafCount() == leaves);
     }
   }
   CQuantizer self(16, 8);
@@ -434,8 +381,7 @@ TEST(QuantizerTest, InitStartsAFreshTreeAndLeavesCopiesAlone) {
   q.Init(4, 3);
   EXPECT_EQ(q.GetRoot(), nullptr);
   EXPECT_EQ(q.GetLeafCount(), 0u);
-  EXPECT_EQ(q.GetDepth(), 3u);
-  EXPECT_EQ(q.GetColourCount(), 4u);
+  EXPECT_EQ(std::pair(q.GetDepth(), q.GetColourCount()), std::pair(3u, 4u));
   EXPECT_EQ(copy.GetLeafCount(), leaves);  // the copy keeps the old tree
   q.AddColour(Rgb(9, 9, 9), 0);
   EXPECT_EQ(q.GetLeafCount(), 1u);
