@@ -4,18 +4,27 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 #include <vector>
+
+#include "Probe.h"
 
 namespace {
 
 using Kernel::CMemoryPropertyBag;
 
-std::vector<CString> Keys(const CMemoryPropertyBag& bag) { return bag.GetAttributeKeys(); }
-
-std::vector<CString> Strings(std::initializer_list<const wchar_t*> list) {
-  std::vector<CString> out;
-  for (const wchar_t* s : list) out.emplace_back(s);
+// The attribute keys in order, each followed by a comma: readable on failure.
+std::string Keys(const CMemoryPropertyBag& bag) {
+  std::string out;
+  for (const CString& key : bag.GetAttributeKeys()) out += std::string(CStringA(key).GetString()) + ",";
   return out;
+}
+
+// The stored value of key; a missing key fails the test and reads as empty.
+CVariant Attr(IClassProperty& bag, const wchar_t* key) {
+  CVariant v;
+  EXPECT_TRUE(bag.GetVariantAttribute(key, v)) << "missing " << CStringA(key).GetString();
+  return v;
 }
 
 LOGFONTW Font(const wchar_t* face, int height) {
@@ -27,48 +36,54 @@ LOGFONTW Font(const wchar_t* face, int height) {
   return lf;
 }
 
-TEST(BagRecords, DefaultFontWritesFaceAndHeightOnly) {
+// Writes the record (into a child when named), checks the keys and their
+// order, and reads it back over garbage.
+template <class T>
+void ExpectRecord(const T& record, bool writeDefaults, const char* keys, const wchar_t* name = nullptr) {
   CMemoryPropertyBag bag;
-  ASSERT_TRUE(bag.WriteClass(Font(L"Arial", -12)));
-  EXPECT_EQ(Keys(bag), Strings({L"FaceName", L"Height"}));
-  CVariant v;
-  ASSERT_TRUE(bag.GetVariantAttribute(L"FaceName", v));
-  EXPECT_EQ(v.GetString(), CString(L"Arial"));
-  ASSERT_TRUE(bag.GetVariantAttribute(L"Height", v));
-  EXPECT_EQ(v.GetInt64(), -12);
-  // Height is written even when it is zero.
-  CMemoryPropertyBag zero;
-  zero.WriteClass(Font(L"", 0));
-  EXPECT_EQ(Keys(zero), Strings({L"FaceName", L"Height"}));
+  bag.SetWriteDefaults(writeDefaults);
+  ASSERT_TRUE(bag.WriteClass(record, name));
+  if (name) {
+    ASSERT_EQ(bag.GetChildName(0), CString(name));
+  }
+  EXPECT_EQ(Keys(name ? *bag.GetChild(0) : bag), keys);
+  T back;
+  std::memset(&back, 0x5A, sizeof back);
+  ASSERT_TRUE(bag.ReadClass(back, name));
+  EXPECT_EQ(std::memcmp(&back, &record, sizeof record), 0);
 }
 
-TEST(BagRecords, WriteDefaultsGivesEveryFontKeyInOrder) {
-  CMemoryPropertyBag bag;
-  bag.SetWriteDefaults(true);
-  bag.WriteClass(Font(L"Arial", 10), L"font");
-  auto* child = bag.GetChild(0);
-  ASSERT_NE(child, nullptr);
-  EXPECT_EQ(bag.GetChildName(0), CString(L"font"));
-  EXPECT_EQ(Keys(*child), Strings({L"FaceName", L"Height", L"Width", L"Escapement", L"Orientation", L"Weight",
-                                   L"Italic", L"Underline", L"StrikeOut", L"CharSet", L"OutPrecision", L"ClipPrecision",
-                                   L"Quality", L"PitchAndFamily"}));
-}
-
-TEST(BagRecords, FontFieldsThatDifferAreWrittenAndReadBack) {
+// Only fields that differ from the writer's defaults are written, except the
+// face name and the height, which always are; with write-defaults every key
+// comes in a fixed order.
+TEST(BagRecords, FontKeysAndRoundTrip) {
+  ExpectRecord(Font(L"Arial", -12), false, "FaceName,Height,");
+  ExpectRecord(Font(L"", 0), false, "FaceName,Height,");
+  ExpectRecord(Font(L"Arial", 10), true,
+               "FaceName,Height,Width,Escapement,Orientation,Weight,Italic,Underline,StrikeOut,CharSet,OutPrecision,"
+               "ClipPrecision,Quality,PitchAndFamily,",
+               L"font");
   LOGFONTW lf = Font(L"A face name that is longer than thirty-one", 20);
+  EXPECT_EQ(std::wcslen(lf.lfFaceName), 31u);  // truncated to the field
   lf.lfWeight = FW_BOLD;
   lf.lfItalic = 1;
   lf.lfCharSet = ANSI_CHARSET;  // 0 differs from the default 1
   lf.lfQuality = 5;
   lf.lfEscapement = -900;
+  ExpectRecord(lf, false, "FaceName,Height,Escapement,Weight,Italic,CharSet,Quality,");
+  // The stored forms: the face as text, the height as a number.
   CMemoryPropertyBag bag;
-  bag.WriteClass(lf);
-  EXPECT_EQ(Keys(bag), Strings({L"FaceName", L"Height", L"Escapement", L"Weight", L"Italic", L"CharSet", L"Quality"}));
-  LOGFONTW back;
-  std::memset(&back, 0x5A, sizeof back);
-  ASSERT_TRUE(bag.ReadClass(back));
-  EXPECT_EQ(std::memcmp(&back, &lf, sizeof lf), 0);
-  EXPECT_EQ(std::wcslen(back.lfFaceName), 31u);
+  bag.WriteClass(Font(L"Arial", -12));
+  EXPECT_EQ(Attr(bag, L"FaceName").GetString(), CString(L"Arial"));
+  EXPECT_EQ(Attr(bag, L"Height").GetInt64(), -12);
+}
+
+TEST(BagRecords, PanoseKeysAndRoundTrip) {
+  ExpectRecord(PANOSE{}, false, "");
+  ExpectRecord(PANOSE{}, true,
+               "XHeight,ArmStyle,FamilyType,SerifStyle,Weight,Proportion,Contrast,StrokeVariation,Letterform,Midline,");
+  ExpectRecord(PANOSE{2, 11, 6, 4, 2, 0, 2, 0, 0, 4}, false,
+               "XHeight,ArmStyle,FamilyType,SerifStyle,Weight,Proportion,Contrast,");
 }
 
 TEST(BagRecords, MissingFontKeysReadAsTheWritersDefaults) {
@@ -84,35 +99,11 @@ TEST(BagRecords, MissingFontKeysReadAsTheWritersDefaults) {
   EXPECT_EQ(lf.lfFaceName[0], L'\0');
 }
 
-TEST(BagRecords, PanoseOrderAndDefaults) {
-  CMemoryPropertyBag empty;
-  empty.WriteClass(PANOSE{});
-  EXPECT_TRUE(Keys(empty).empty());
-
-  CMemoryPropertyBag all;
-  all.SetWriteDefaults(true);
-  all.WriteClass(PANOSE{});
-  EXPECT_EQ(Keys(all), Strings({L"XHeight", L"ArmStyle", L"FamilyType", L"SerifStyle", L"Weight", L"Proportion",
-                                L"Contrast", L"StrokeVariation", L"Letterform", L"Midline"}));
-
-  const PANOSE p{2, 11, 6, 4, 2, 0, 2, 0, 0, 4};
-  CMemoryPropertyBag bag;
-  bag.WriteClass(p);
-  EXPECT_EQ(Keys(bag),
-            Strings({L"XHeight", L"ArmStyle", L"FamilyType", L"SerifStyle", L"Weight", L"Proportion", L"Contrast"}));
-  PANOSE back;
-  std::memset(&back, 0x77, sizeof back);
-  ASSERT_TRUE(bag.ReadClass(back));
-  EXPECT_EQ(std::memcmp(&back, &p, sizeof p), 0);
-}
-
 TEST(BagRecords, StringRecord) {
   CMemoryPropertyBag bag;
   bag.WriteClass(CString(L"hello"), L"greeting");
-  CVariant v;
   ASSERT_NE(bag.FindChild(L"greeting"), nullptr);
-  ASSERT_TRUE(bag.FindChild(L"greeting")->GetVariantAttribute(L"_str", v));
-  EXPECT_EQ(v.GetString(), CString(L"hello"));
+  EXPECT_EQ(Attr(*bag.FindChild(L"greeting"), L"_str").GetString(), CString(L"hello"));
   CString back;
   EXPECT_TRUE(bag.ReadClass(back, L"greeting"));
   EXPECT_EQ(back, CString(L"hello"));
@@ -123,49 +114,29 @@ TEST(BagRecords, StringRecord) {
 
 TEST(BagHelpers, TypedWritersStoreTheVariantForms) {
   CMemoryPropertyBag bag;
-  bag.AddAttribute(L"i", 5);
-  bag.AddAttribute(L"u", 5u);
-  bag.AddAttribute(L"b", true);
-  bag.AddAttribute(L"byte", static_cast<unsigned char>(200));
-  bag.AddAttribute(L"d", 0.25);
-  bag.AddAttribute(L"s", L"text");
-  bag.AddAttribute(L"a", "utf8 \xC3\xA9");
-  bag.AddAttribute(L"pt", CPoint(3, -4));
-  bag.AddAttribute(L"sz", CSize(1, 2));
-  bag.AddAttribute(L"rc", CRect(1, 2, 3, 4));
-  bag.AddAttribute(L"dp", DBLPOINT{0.5, 1});
-  bag.AddAttribute(L"cy", MakeCY(25000));
-  bag.AddAttribute(L"g", GUID{1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}});
-  bag.AddAttribute(L"date", COleDateTime(2020, 1, 2, 3, 4, 5));
-  bag.AddAttribute(L"span", COleDateTimeSpan(2.5));
-  struct Case {
-    const wchar_t* key;
-    CVariant::Tag tag;
-    const wchar_t* text;
+  auto check = [&bag](const wchar_t* key, const auto& value, CVariant::Tag tag, const wchar_t* text) {
+    bag.AddAttribute(key, value);
+    const CVariant v = Attr(bag, key);
+    EXPECT_EQ(v.GetTag(), tag) << CStringA(key).GetString();
+    EXPECT_EQ(v.GetString(), CString(text)) << CStringA(key).GetString();
   };
-  const Case cases[] = {
-      {L"i", CVariant::tagSigned, L"5"},
-      {L"u", CVariant::tagUnsigned, L"5"},
-      {L"b", CVariant::tagSigned, L"1"},
-      {L"byte", CVariant::tagUnsigned, L"200"},
-      {L"d", CVariant::tagDouble, L"0.25"},
-      {L"s", CVariant::tagInlineString, L"text"},
-      {L"a", CVariant::tagInlineString, L"utf8 \u00e9"},
-      {L"pt", CVariant::tagInlineString, L"3,-4"},
-      {L"sz", CVariant::tagInlineString, L"1,2"},
-      {L"rc", CVariant::tagInlineString, L"1,2,3,4"},
-      {L"dp", CVariant::tagInlineString, L"0.5,1"},
-      {L"cy", CVariant::tagInlineString, L"2.5"},
-      {L"g", CVariant::tagHeapString, L"{00000001-0002-0003-0405-060708090a0b}"},
-      {L"date", CVariant::tagHeapString, L"02/01/2020 03:04:05"},
-      {L"span", CVariant::tagDouble, L"2.5"},
-  };
-  for (const Case& c : cases) {
-    CVariant v;
-    ASSERT_TRUE(bag.GetVariantAttribute(c.key, v)) << CStringA(c.key).GetString();
-    EXPECT_EQ(v.GetTag(), c.tag) << CStringA(c.key).GetString();
-    EXPECT_EQ(v.GetString(), CString(c.text)) << CStringA(c.key).GetString();
-  }
+  check(L"i", 5, CVariant::tagSigned, L"5");
+  check(L"u", 5u, CVariant::tagUnsigned, L"5");
+  check(L"b", true, CVariant::tagSigned, L"1");
+  check(L"byte", static_cast<unsigned char>(200), CVariant::tagUnsigned, L"200");
+  check(L"d", 0.25, CVariant::tagDouble, L"0.25");
+  check(L"s", L"text", CVariant::tagInlineString, L"text");
+  check(L"a", "utf8 \xC3\xA9", CVariant::tagInlineString, L"utf8 \u00e9");
+  check(L"pt", CPoint(3, -4), CVariant::tagInlineString, L"3,-4");
+  check(L"sz", CSize(1, 2), CVariant::tagInlineString, L"1,2");
+  check(L"rc", CRect(1, 2, 3, 4), CVariant::tagInlineString, L"1,2,3,4");
+  check(L"dp", DBLPOINT{0.5, 1}, CVariant::tagInlineString, L"0.5,1");
+  check(L"cy", MakeCY(25000), CVariant::tagInlineString, L"2.5");
+  check(L"g", GUID{1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}}, CVariant::tagHeapString,
+        L"{00000001-0002-0003-0405-060708090a0b}");
+  check(L"date", COleDateTime(2020, 1, 2, 3, 4, 5), CVariant::tagHeapString, L"02/01/2020 03:04:05");
+  check(L"span", COleDateTimeSpan(2.5), CVariant::tagDouble, L"2.5");
+  EXPECT_EQ(bag.GetAttributeCount(), 15);
   CPoint pt;
   EXPECT_TRUE(bag.GetAttribute(L"pt", pt));
   EXPECT_EQ(pt, CPoint(3, -4));
@@ -198,13 +169,11 @@ TEST(MemoryBag, OrderReplacementChildrenAndFlags) {
   bag.AddAttribute(L"b", 1);
   bag.AddAttribute(L"a", 2);
   bag.AddAttribute(L"b", 3);  // replaced in place
-  EXPECT_EQ(Keys(bag), Strings({L"b", L"a"}));
+  EXPECT_EQ(Keys(bag), "b,a,");
   EXPECT_EQ(bag.GetAttributeValue(0).GetInt64(), 3);
   EXPECT_TRUE(bag.RemoveAttribute(L"b"));
   EXPECT_FALSE(bag.RemoveAttribute(L"b"));
-  CVariant v;
-  EXPECT_TRUE(bag.GetVariantAttribute(L"a", v));
-  EXPECT_EQ(v.GetInt64(), 2);
+  EXPECT_EQ(Attr(bag, L"a").GetInt64(), 2);
 
   IClassProperty* first = bag.CreateChild(L"item");
   IClassProperty* second = bag.CreateChild(L"item");
@@ -225,28 +194,19 @@ TEST(MemoryBag, OrderReplacementChildrenAndFlags) {
   EXPECT_EQ(bag.GetAttributeCount(), 0);
 }
 
-class Counted : public Kernel::CRefCount {
- public:
-  explicit Counted(int* destroyed) : m_destroyed(destroyed) {}
-  ~Counted() override { ++*m_destroyed; }
-
- private:
-  int* m_destroyed;
-};
-
 TEST(MemoryBag, HeldObjectsLiveAsLongAsTheTree) {
-  int destroyed = 0;
+  persist_test::DeathLog log;
   {
     CMemoryPropertyBag bag;
     IClassProperty* child = bag.CreateChild(L"c");
     EXPECT_EQ(child->GetObjectHolder(), bag.GetObjectHolder());
-    auto* object = new Counted(&destroyed);
+    auto* object = new persist_test::Probe(&log);
     object->AddRef();
     child->GetObjectHolder()->Hold(object);
     object->Release();
-    EXPECT_EQ(destroyed, 0);
+    EXPECT_EQ(log.deaths, 0);
   }
-  EXPECT_EQ(destroyed, 1);
+  EXPECT_EQ(log.deaths, 1);
 }
 
 }  // namespace

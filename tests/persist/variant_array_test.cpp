@@ -14,6 +14,12 @@
 
 namespace {
 
+// The element count GetArray reports for element type T, or -1.
+template <class T>
+int Count(const CVariant& v) {
+  return v.GetArray(static_cast<T*>(nullptr), 0);
+}
+
 template <class T, size_t N>
 void ExpectRoundTrip(const T (&values)[N], const wchar_t* text) {
   CVariant v;
@@ -24,7 +30,7 @@ void ExpectRoundTrip(const T (&values)[N], const wchar_t* text) {
   for (size_t i = 0; i < N; ++i) EXPECT_EQ(std::memcmp(&back[i], &values[i], sizeof(T)), 0) << text << " #" << i;
   // Read from the text alone, as a bag would hand it back.
   const CVariant reread{CString(text)};
-  EXPECT_EQ(reread.GetArray(static_cast<T*>(nullptr), 0), static_cast<int>(N));
+  EXPECT_EQ(Count<T>(reread), static_cast<int>(N));
 }
 
 TEST(VariantArray, EveryElementLetter) {
@@ -52,7 +58,7 @@ TEST(VariantArray, EmptyArrayHasNothingAfterTheSecondColon) {
   v.SetArray(static_cast<const int*>(nullptr), 0);
   EXPECT_EQ(v.GetString(), CString(L"_arr_i:0:"));
   EXPECT_TRUE(v.IsInlineString());  // nine bytes
-  EXPECT_EQ(v.GetArray(static_cast<int*>(nullptr), 0), 0);
+  EXPECT_EQ(Count<int>(v), 0);
 }
 
 TEST(VariantArray, CapacityLimitsWhatIsStoredNotTheCount) {
@@ -64,18 +70,18 @@ TEST(VariantArray, CapacityLimitsWhatIsStoredNotTheCount) {
   EXPECT_EQ(buffer[0], 10);
   EXPECT_EQ(buffer[1], 20);
   EXPECT_EQ(buffer[2], -1);  // untouched beyond the capacity
-  EXPECT_EQ(v.GetArray(static_cast<int*>(nullptr), 0), 4);
+  EXPECT_EQ(Count<int>(v), 4);
 }
 
 TEST(VariantArray, WrongLetterOrNoArrayGivesMinusOne) {
   CVariant ints;
   const int values[] = {1, 2};
   ints.SetArray(values, 2);
-  EXPECT_EQ(ints.GetArray(static_cast<unsigned*>(nullptr), 0), -1);
-  EXPECT_EQ(ints.GetArray(static_cast<double*>(nullptr), 0), -1);
+  EXPECT_EQ(Count<unsigned>(ints), -1);
+  EXPECT_EQ(Count<double>(ints), -1);
   EXPECT_FALSE(ints.IsBinary());
   const CVariant others[] = {CVariant(), CVariant(12), CVariant(L"text"), CVariant(L"_arr_"), CVariant(1.5)};
-  for (const CVariant& v : others) EXPECT_EQ(v.GetArray(static_cast<int*>(nullptr), 0), -1);
+  for (const CVariant& v : others) EXPECT_EQ(Count<int>(v), -1) << v.GetStringA().GetString();
 }
 
 TEST(VariantArray, MalformedTextsAreNotArrays) {
@@ -89,22 +95,11 @@ TEST(VariantArray, MalformedTextsAreNotArrays) {
   };
   for (const wchar_t* text : bad) {
     const CVariant v(text);
-    const char letter = static_cast<char>(text[5]);
-    int n = 0;
-    switch (letter) {
-      case 'i':
-        n = v.GetArray(static_cast<int*>(nullptr), 0);
-        break;
-      case 'B':
-        n = v.GetArray(static_cast<unsigned char*>(nullptr), 0);
-        break;
-      case 'b':
-        n = v.GetArray(static_cast<bool*>(nullptr), 0);
-        break;
-      case 'p':
-        n = v.GetArray(static_cast<POINT*>(nullptr), 0);
-        break;
-    }
+    const wchar_t letter = text[5];
+    const int n = letter == 'B'   ? Count<unsigned char>(v)
+                  : letter == 'b' ? Count<bool>(v)
+                  : letter == 'p' ? Count<POINT>(v)
+                                  : Count<int>(v);
     EXPECT_EQ(n, -1) << CStringA(text).GetString();
   }
 }

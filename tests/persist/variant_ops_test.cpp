@@ -9,32 +9,21 @@
 
 namespace {
 
-// Kind and value of a result in one comparable form.
-struct Result {
-  CVariant::Tag tag;
-  double value;  // the double reading, or the error code for errors
-};
-
-Result Of(const CVariant& v) { return {v.GetTag(), v.IsError() ? double(v.GetError()) : v.GetDouble()}; }
-
-void ExpectResult(const CVariant& v, CVariant::Tag tag, double value, const char* what) {
-  const Result r = Of(v);
-  EXPECT_EQ(r.tag, tag) << what;
-  EXPECT_EQ(r.value, value) << what;
-}
-
 constexpr auto S = CVariant::tagSigned;
 constexpr auto D = CVariant::tagDouble;
 constexpr auto E = CVariant::tagError;
 
-TEST(VariantOps, ArithmeticByOperandClass) {
+// Every expression's kind and value; for an error the value is its code.
+TEST(VariantOps, Expressions) {
   struct Case {
     CVariant result;
     CVariant::Tag tag;
     double value;
     const char* what;
   };
+  const CVariant v(10);
   const Case cases[] = {
+      // Arithmetic by operand class: 32-bit integers, doubles, and text as a bad operand.
       {CVariant(2) + CVariant(3), S, 5, "2 + 3"},
       {CVariant(2) + CVariant(0.5), D, 2.5, "2 + 0.5"},
       {CVariant(2) + CVariant(L"3"), E, 1, "2 + text"},
@@ -56,18 +45,7 @@ TEST(VariantOps, ArithmeticByOperandClass) {
       {CVariant(-2147483647 - 1) / CVariant(-1), S, -2147483648.0, "INT_MIN / -1 wraps"},
       {CVariant(1.0) / CVariant(4), D, 0.25, "real division"},
       {CVariant(L"6") / CVariant(3), E, 1, "text division"},
-  };
-  for (const Case& c : cases) ExpectResult(c.result, c.tag, c.value, c.what);
-}
-
-TEST(VariantOps, Comparisons) {
-  struct Case {
-    CVariant result;
-    CVariant::Tag tag;
-    double value;
-    const char* what;
-  };
-  const Case cases[] = {
+      // Comparisons: case-blind text, a tolerance for equality only.
       {CVariant(L"abc") == CVariant(L"ABC"), S, 1, "case-blind equality"},
       {CVariant(L"abc") < CVariant(L"ABD"), S, 1, "case-blind order"},
       {CVariant(L"10") < CVariant(9), S, 1, "text order beside a number"},
@@ -82,18 +60,7 @@ TEST(VariantOps, Comparisons) {
       {CVariant(VariantError::BadOperand) != CVariant(1), S, 1, "!= negates the error's reading"},
       {CVariant(2) != CVariant(2), S, 0, "!="},
       {CVariant(L"x") != CVariant(L"X"), S, 0, "text !="},
-  };
-  for (const Case& c : cases) ExpectResult(c.result, c.tag, c.value, c.what);
-}
-
-TEST(VariantOps, Logic) {
-  struct Case {
-    CVariant result;
-    CVariant::Tag tag;
-    double value;
-    const char* what;
-  };
-  const Case cases[] = {
+      // Logic reads numbers as integers.
       {CVariant(2) && CVariant(3), S, 1, "&&"},
       {CVariant(2) && CVariant(), S, 0, "&& empty"},
       {CVariant(0.5) || CVariant(0), S, 0, "0.5 reads as integer 0"},
@@ -104,28 +71,14 @@ TEST(VariantOps, Logic) {
       {!CVariant(7u), S, 0, "not 7"},
       {!CVariant(), E, 1, "not empty"},
       {!CVariant(L"0"), E, 1, "not text"},
-  };
-  for (const Case& c : cases) ExpectResult(c.result, c.tag, c.value, c.what);
-}
-
-TEST(VariantOps, MixedOperandsUseTheVariantOperators) {
-  const CVariant v(10);
-  ExpectResult(v + 1, S, 11, "v + 1");
-  ExpectResult(1 + v, S, 11, "1 + v");
-  ExpectResult(v / 4, D, 2.5, "v / 4");
-  ExpectResult(v == 10, S, 1, "v == 10");
-  ExpectResult(L"10" == v, S, 1, "text == v");
-  ExpectResult(v * 0.5, D, 5, "v * 0.5");
-}
-
-TEST(VariantOps, Functions) {
-  struct Case {
-    CVariant result;
-    CVariant::Tag tag;
-    double value;
-    const char* what;
-  };
-  const Case cases[] = {
+      // Plain operands on either side go through the variant operators.
+      {v + 1, S, 11, "v + 1"},
+      {1 + v, S, 11, "1 + v"},
+      {v / 4, D, 2.5, "v / 4"},
+      {v == 10, S, 1, "v == 10"},
+      {L"10" == v, S, 1, "text == v"},
+      {v * 0.5, D, 5, "v * 0.5"},
+      // Functions.
       {degtorad(CVariant(180)), D, 3.141592653589793, "degtorad(180)"},
       {radtodeg(CVariant(3.141592653589793)), D, 180, "radtodeg(pi)"},
       {cos(CVariant(0)), D, 1, "cos 0"},
@@ -146,7 +99,10 @@ TEST(VariantOps, Functions) {
       {power(CVariant(), CVariant(0)), D, 1, "empty^0"},
       {power(CVariant(L"2"), CVariant(2)), E, 1, "power of text"},
   };
-  for (const Case& c : cases) ExpectResult(c.result, c.tag, c.value, c.what);
+  for (const Case& c : cases) {
+    EXPECT_EQ(c.result.GetTag(), c.tag) << c.what;
+    EXPECT_EQ(c.result.IsError() ? double(c.result.GetError()) : c.result.GetDouble(), c.value) << c.what;
+  }
   EXPECT_TRUE(std::isnan(acos(CVariant(2)).GetDouble()));  // out of domain: the C result, not an error
   EXPECT_TRUE(acos(CVariant(2)).IsDouble());
 }

@@ -17,19 +17,37 @@ Bytes RawBytes(const CVariant& v) {
   return r;
 }
 
-TEST(VariantStorage, TagSitsInTheLastByte) {
+// Each constructor picks its kind, and the kind sits in the last byte.
+TEST(VariantStorage, ConstructorsPickTheKindKeptInTheLastByte) {
   struct Case {
     CVariant value;
     int tag;
   };
   const Case cases[] = {
-      {CVariant(), 2},   {CVariant(L"abc"), 0}, {CVariant(L"a text longer than eleven"), 1}, {CVariant(-7), 3},
-      {CVariant(7u), 4}, {CVariant(2.5), 5},    {CVariant(VariantError::DivisionByZero), 6},
+      {CVariant(), 2},
+      {CVariant(L"abc"), 0},
+      {CVariant(L"a text longer than eleven"), 1},
+      {CVariant(-7), 3},
+      {CVariant(7u), 4},
+      {CVariant(2.5), 5},
+      {CVariant(VariantError::DivisionByZero), 6},
+      {CVariant(true), CVariant::tagSigned},
+      {CVariant('x'), CVariant::tagSigned},
+      {CVariant(short{-3}), CVariant::tagSigned},
+      {CVariant(int64_t{-3}), CVariant::tagSigned},
+      {CVariant(static_cast<unsigned char>(3)), CVariant::tagUnsigned},
+      {CVariant(static_cast<unsigned short>(3)), CVariant::tagUnsigned},
+      {CVariant(L'x'), CVariant::tagUnsigned},
+      {CVariant(uint64_t{3}), CVariant::tagUnsigned},
+      {CVariant(1.5f), CVariant::tagDouble},
+      {CVariant(POINT{1, 2}), CVariant::tagInlineString},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(RawBytes(c.value).b[11], c.tag);
-    EXPECT_EQ(c.value.GetTag(), c.tag);
+    EXPECT_EQ(RawBytes(c.value).b[11], c.tag) << c.value.GetStringA().GetString();
+    EXPECT_EQ(c.value.GetTag(), c.tag) << c.value.GetStringA().GetString();
   }
+  EXPECT_EQ(CVariant(true).GetInt64(), 1);
+  EXPECT_EQ(CVariant(false).GetInt64(), 0);
 }
 
 TEST(VariantStorage, InlineAndHeapStrings) {
@@ -70,34 +88,6 @@ TEST(VariantStorage, ElevenByteTextIsTerminatedByTheTag) {
   EXPECT_EQ(RawBytes(CVariant("abc")).b[3], 0);
 }
 
-TEST(VariantStorage, NullTextsGiveEmpty) {
-  EXPECT_TRUE(CVariant(static_cast<const wchar_t*>(nullptr)).IsEmpty());
-  EXPECT_TRUE(CVariant(static_cast<const char*>(nullptr)).IsEmpty());
-  EXPECT_TRUE(CVariant(nullptr).IsEmpty());
-}
-
-TEST(VariantStorage, ConstructorsPickTheKind) {
-  struct Case {
-    CVariant value;
-    CVariant::Tag tag;
-  };
-  const Case cases[] = {
-      {CVariant(true), CVariant::tagSigned},
-      {CVariant('x'), CVariant::tagSigned},
-      {CVariant(short{-3}), CVariant::tagSigned},
-      {CVariant(int64_t{-3}), CVariant::tagSigned},
-      {CVariant(static_cast<unsigned char>(3)), CVariant::tagUnsigned},
-      {CVariant(static_cast<unsigned short>(3)), CVariant::tagUnsigned},
-      {CVariant(L'x'), CVariant::tagUnsigned},
-      {CVariant(uint64_t{3}), CVariant::tagUnsigned},
-      {CVariant(1.5f), CVariant::tagDouble},
-      {CVariant(POINT{1, 2}), CVariant::tagInlineString},
-  };
-  for (const Case& c : cases) EXPECT_EQ(c.value.GetTag(), c.tag);
-  EXPECT_EQ(CVariant(true).GetInt64(), 1);
-  EXPECT_EQ(CVariant(false).GetInt64(), 0);
-}
-
 TEST(VariantStorage, Predicates) {
   struct Case {
     CVariant value;
@@ -105,6 +95,10 @@ TEST(VariantStorage, Predicates) {
   };
   const Case cases[] = {
       {CVariant(), true, false, false, false, false, false, true},
+      // Null texts give empty.
+      {CVariant(static_cast<const wchar_t*>(nullptr)), true, false, false, false, false, false, true},
+      {CVariant(static_cast<const char*>(nullptr)), true, false, false, false, false, false, true},
+      {CVariant(nullptr), true, false, false, false, false, false, true},
       {CVariant(L"x"), false, false, true, false, false, false, true},
       {CVariant(L"a heap string of text"), false, false, true, false, false, false, false},
       {CVariant(1), false, false, false, false, true, true, true},
@@ -113,6 +107,7 @@ TEST(VariantStorage, Predicates) {
       {CVariant(VariantError::BadOperand), false, true, false, false, false, false, true},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.value.GetStringA().GetString());
     EXPECT_EQ(c.value.IsEmpty(), c.empty);
     EXPECT_EQ(c.value.IsError(), c.error);
     EXPECT_EQ(c.value.IsString(), c.string);

@@ -26,6 +26,19 @@ class TempDir {
   std::string m_path;
 };
 
+// The cause of the CFileException `f` throws, -1 when none; the system's
+// error number goes to *os.
+template <typename F>
+int FileCause(F f, LONG* os = nullptr) {
+  try {
+    f();
+  } catch (const CFileException& e) {
+    if (os) *os = e.m_lOsError;
+    return e.m_cause;
+  }
+  return -1;
+}
+
 TEST(CFile, WriteSeekReadAndLength) {
   TempDir dir;
   CString path = dir.Path("data.bin");
@@ -47,14 +60,16 @@ TEST(CFile, WriteSeekReadAndLength) {
   EXPECT_STREQ(f.GetFileName(), L"data.bin");
   EXPECT_STREQ(f.GetFileTitle(), L"data");
   EXPECT_STREQ(f.GetFilePath(), path);
-  try {
-    f.Seek(-1, CFile::begin);
-    ADD_FAILURE();
-  } catch (const CFileException& e) {
-    EXPECT_EQ(e.m_cause, CFileException::badSeek);
-  }
+  EXPECT_EQ(FileCause([&] { f.Seek(-1, CFile::begin); }), CFileException::badSeek);
   f.Close();
   EXPECT_EQ(f.m_hFile, CFile::hFileNull);
+  f.Close();  // closing twice is harmless
+  // A file never opened refuses everything.
+  CFile never;
+  char c;
+  EXPECT_THROW(never.Read(&c, 1), CFileException);
+  EXPECT_THROW(never.Write(&c, 1), CFileException);
+  EXPECT_THROW(never.GetLength(), CFileException);
 }
 
 TEST(CFile, OpenFlagsDecideCreationAndTruncation) {
@@ -83,13 +98,10 @@ TEST(CFile, OpenFlagsDecideCreationAndTruncation) {
     EXPECT_EQ(w.GetLength(), 0u);
   }
   // The throwing constructor; a missing folder is a bad path, not a missing file.
-  try {
-    CFile missing(dir.Path("none/x.bin"), CFile::modeCreate | CFile::modeWrite);
-    ADD_FAILURE();
-  } catch (const CFileException& e) {
-    EXPECT_EQ(e.m_cause, CFileException::badPath);
-    EXPECT_GT(e.m_lOsError, 0);
-  }
+  LONG os = 0;
+  EXPECT_EQ(FileCause([&] { CFile missing(dir.Path("none/x.bin"), CFile::modeCreate | CFile::modeWrite); }, &os),
+            CFileException::badPath);
+  EXPECT_GT(os, 0);
   // A folder is not a file.
   EXPECT_FALSE(f.Open(dir.Path(""), CFile::modeRead, &err));
   EXPECT_EQ(err.m_cause, CFileException::accessDenied);
@@ -118,21 +130,7 @@ TEST(CFile, RenameRemoveAndUnicodeNames) {
   f.Close();
   CFile::Remove(b);
   EXPECT_FALSE(f.Open(b, CFile::modeRead));
-  try {
-    CFile::Remove(b);
-    ADD_FAILURE();
-  } catch (const CFileException& e) {
-    EXPECT_EQ(e.m_cause, CFileException::fileNotFound);
-  }
-}
-
-TEST(CFile, ClosedFileOperationsThrow) {
-  CFile f;
-  char c;
-  EXPECT_THROW(f.Read(&c, 1), CFileException);
-  EXPECT_THROW(f.Write(&c, 1), CFileException);
-  EXPECT_THROW(f.GetLength(), CFileException);
-  f.Close();  // closing twice is harmless
+  EXPECT_EQ(FileCause([&] { CFile::Remove(b); }), CFileException::fileNotFound);
 }
 
 // Records every hook call so the tests can see the growth pattern.

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include <clocale>
 #include <cstdint>
 
@@ -39,11 +41,7 @@ TEST(CStringFormat, StringConversionsFollowTheFrameworkWidths) {
 }
 
 TEST(CStringFormat, WidthPrecisionAndFlagsOnStrings) {
-  struct Case {
-    const wchar_t* format;
-    const wchar_t* expect;
-  };
-  const Case cases[] = {
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
       {L"[%6s]", L"[   abc]"},
       {L"[%-6s]", L"[abc   ]"},
       {L"[%.2s]", L"[ab]"},
@@ -54,7 +52,7 @@ TEST(CStringFormat, WidthPrecisionAndFlagsOnStrings) {
       {L"[%05s]", L"[00abc]"},
       {L"[%-05s]", L"[abc  ]"},
   };
-  for (const Case& c : cases) EXPECT_STREQ(Fmt(c.format, L"abc"), c.expect) << c.format;
+  for (const auto& [format, expect] : cases) EXPECT_STREQ(Fmt(format, L"abc"), expect) << format;
   EXPECT_STREQ(Fmt(L"[%*s|%-*s]", 4, L"a", 3, L"b"), L"[   a|b  ]");
   EXPECT_STREQ(Fmt(L"[%*s]", -4, L"a"), L"[a   ]");  // negative width: left-justify
   EXPECT_STREQ(Fmt(L"[%.*s]", 2, L"abc"), L"[ab]");
@@ -71,12 +69,8 @@ TEST(CStringFormat, WidthPrecisionAndFlagsOnStrings) {
 }
 
 TEST(CStringFormat, IntegersAndSizeModifiers) {
-  struct Case {
-    CString got;
-    const wchar_t* expect;
-  };
   const int64_t big = -1234567890123456789LL;
-  const Case cases[] = {
+  const std::pair<CString, const wchar_t*> cases[] = {
       {Fmt(L"%d %i %u", -5, 7, 4000000000u), L"-5 7 4000000000"},
       {Fmt(L"%x %X %o %#x %#o", 255, 255, 8, 255, 8), L"ff FF 10 0xff 010"},
       {Fmt(L"[%5d|%-5d|%05d|%+d|% d]", 42, 42, 42, 42, 42), L"[   42|42   |00042|+42| 42]"},
@@ -93,15 +87,11 @@ TEST(CStringFormat, IntegersAndSizeModifiers) {
       {Fmt(L"%zu %Iu", static_cast<size_t>(1) << 40, static_cast<size_t>(3)), L"1099511627776 3"},
       {Fmt(L"%5.2I64d|%-4I64d|", 3LL, 3LL), L"   03|3   |"},
   };
-  for (const Case& c : cases) EXPECT_STREQ(c.got, c.expect);
+  for (const auto& [got, expect] : cases) EXPECT_STREQ(got, expect);
 }
 
 TEST(CStringFormat, FloatingPointInTheCLocaleWhateverTheProcessLocale) {
-  struct Case {
-    CString (*make)();
-    const wchar_t* expect;
-  };
-  const Case cases[] = {
+  const std::pair<CString (*)(), const wchar_t*> cases[] = {
       {[] { return Fmt(L"%f", 1.5); }, L"1.500000"},
       {[] { return Fmt(L"%.2f|%8.3f|%-8.1f|", 3.14159, -2.5, 2.25); }, L"3.14|  -2.500|2.2     |"},
       {[] { return Fmt(L"%e", 12345.678); }, L"1.234568e+04"},
@@ -117,7 +107,7 @@ TEST(CStringFormat, FloatingPointInTheCLocaleWhateverTheProcessLocale) {
   for (const char* name : {"C", "de_DE.UTF-8", "fr_FR.UTF-8", "de_DE", "fr_FR"}) {
     if (!std::setlocale(LC_ALL, name)) continue;
     ++tried;
-    for (const Case& c : cases) EXPECT_STREQ(c.make(), c.expect) << name;
+    for (const auto& [make, expect] : cases) EXPECT_STREQ(make(), expect) << name;
   }
   std::setlocale(LC_ALL, saved.c_str());
   EXPECT_GE(tried, 1);

@@ -12,24 +12,28 @@ namespace {
 
 constexpr int kThreads = 4;
 
+// Runs body(t) on kThreads threads at once and waits for all of them.
+template <typename F>
+void OnThreads(F body) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) threads.emplace_back(body, t);
+  for (auto& th : threads) th.join();
+}
+
 TEST(PlatformThreads, SharedStringBuffersSurviveConcurrentCopiesAndChanges) {
   const CString source(L"a string shared by every thread");
-  std::vector<std::thread> threads;
   std::atomic<int> bad{0};
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      CString mine;
-      for (int i = 0; i < 20000; ++i) {
-        CString copy = source;             // shares the buffer
-        mine = copy;                       // assign: count up and down
-        if (i % 7 == t) mine.MakeUpper();  // copy-on-write away from the shared buffer
-        CString other(std::move(copy));
-        if (other.GetLength() != source.GetLength()) ++bad;
-        if (i % 7 != t && mine.GetString() != source.GetString()) ++bad;
-      }
-    });
-  }
-  for (auto& th : threads) th.join();
+  OnThreads([&](int t) {
+    CString mine;
+    for (int i = 0; i < 20000; ++i) {
+      CString copy = source;             // shares the buffer
+      mine = copy;                       // assign: count up and down
+      if (i % 7 == t) mine.MakeUpper();  // copy-on-write away from the shared buffer
+      CString other(std::move(copy));
+      if (other.GetLength() != source.GetLength()) ++bad;
+      if (i % 7 != t && mine.GetString() != source.GetString()) ++bad;
+    }
+  });
   EXPECT_EQ(bad.load(), 0);
   EXPECT_STREQ(source, L"a string shared by every thread");
 }
@@ -37,17 +41,13 @@ TEST(PlatformThreads, SharedStringBuffersSurviveConcurrentCopiesAndChanges) {
 TEST(PlatformThreads, CriticalSectionSerialisesAndIsRecursive) {
   CCriticalSection cs;
   long counter = 0;  // guarded by cs
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 10000; ++i) {
-        CSingleLock outer(&cs, TRUE);
-        CSingleLock inner(&cs, TRUE);  // the same thread may enter again
-        ++counter;
-      }
-    });
-  }
-  for (auto& th : threads) th.join();
+  OnThreads([&](int) {
+    for (int i = 0; i < 10000; ++i) {
+      CSingleLock outer(&cs, TRUE);
+      CSingleLock inner(&cs, TRUE);  // the same thread may enter again
+      ++counter;
+    }
+  });
   EXPECT_EQ(counter, 10000L * kThreads);
 }
 
@@ -72,17 +72,13 @@ TEST(PlatformThreads, SingleLockUnlocksOnlyWhatItLocked) {
 }
 
 TEST(PlatformThreads, ClassLookupFromManyThreads) {
-  std::vector<std::thread> threads;
   std::atomic<int> found{0};
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 2000; ++i) {
-        if (CRuntimeClass::FromName("CSquare")) ++found;
-        if (CRuntimeClass::FromName("NoSuchClass")) --found;
-      }
-    });
-  }
-  for (auto& th : threads) th.join();
+  OnThreads([&](int) {
+    for (int i = 0; i < 2000; ++i) {
+      if (CRuntimeClass::FromName("CSquare")) ++found;
+      if (CRuntimeClass::FromName("NoSuchClass")) --found;
+    }
+  });
   EXPECT_EQ(found.load(), 2000 * kThreads);
 }
 

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include <climits>
 #include <ostream>
 
@@ -17,83 +19,66 @@ bool Same(const RECT& a, const RECT& b) {
   return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
 }
 
-struct BinaryCase {
-  RECT a, b, expect;
-  BOOL result;
-};
-
-TEST(RectPrimitives, IntersectRect) {
-  const BinaryCase cases[] = {
-      {{0, 0, 10, 10}, {5, 5, 15, 15}, {5, 5, 10, 10}, TRUE},
-      {{0, 0, 10, 10}, {2, 3, 4, 5}, {2, 3, 4, 5}, TRUE},
-      // Touching edges share no pixel: right and bottom are outside.
-      {{0, 0, 10, 10}, {10, 0, 20, 10}, {0, 0, 0, 0}, FALSE},
-      {{0, 0, 10, 10}, {0, 10, 10, 20}, {0, 0, 0, 0}, FALSE},
-      {{0, 0, 10, 10}, {20, 20, 30, 30}, {0, 0, 0, 0}, FALSE},
-      // An empty input gives the all-zero rectangle even when it lies inside.
-      {{0, 0, 10, 10}, {2, 2, 2, 8}, {0, 0, 0, 0}, FALSE},
-      {{5, 5, 1, 1}, {0, 0, 10, 10}, {0, 0, 0, 0}, FALSE},
-      {{-10, -10, -1, -1}, {-5, -20, 0, -5}, {-5, -10, -1, -5}, TRUE},
+TEST(RectPrimitives, IntersectUnionAndSubtract) {
+  using Op = BOOL (*)(RECT*, const RECT*, const RECT*);
+  struct Case {
+    const char* op;
+    Op fn;
+    RECT a, b, expect;
+    BOOL result;
   };
-  for (const BinaryCase& c : cases) {
+  const RECT src{0, 0, 10, 10};
+  const Case cases[] = {
+      {"and", IntersectRect, {0, 0, 10, 10}, {5, 5, 15, 15}, {5, 5, 10, 10}, TRUE},
+      {"and", IntersectRect, {0, 0, 10, 10}, {2, 3, 4, 5}, {2, 3, 4, 5}, TRUE},
+      // Touching edges share no pixel: right and bottom are outside.
+      {"and", IntersectRect, {0, 0, 10, 10}, {10, 0, 20, 10}, {0, 0, 0, 0}, FALSE},
+      {"and", IntersectRect, {0, 0, 10, 10}, {0, 10, 10, 20}, {0, 0, 0, 0}, FALSE},
+      {"and", IntersectRect, {0, 0, 10, 10}, {20, 20, 30, 30}, {0, 0, 0, 0}, FALSE},
+      // An empty input gives the all-zero rectangle even when it lies inside.
+      {"and", IntersectRect, {0, 0, 10, 10}, {2, 2, 2, 8}, {0, 0, 0, 0}, FALSE},
+      {"and", IntersectRect, {5, 5, 1, 1}, {0, 0, 10, 10}, {0, 0, 0, 0}, FALSE},
+      {"and", IntersectRect, {-10, -10, -1, -1}, {-5, -20, 0, -5}, {-5, -10, -1, -5}, TRUE},
+      {"or", UnionRect, {0, 0, 10, 10}, {5, 5, 15, 15}, {0, 0, 15, 15}, TRUE},
+      {"or", UnionRect, {0, 0, 10, 10}, {20, 30, 25, 35}, {0, 0, 25, 35}, TRUE},
+      // Empty rectangles do not stretch the union, wherever they lie.
+      {"or", UnionRect, {0, 0, 10, 10}, {100, 100, 100, 200}, {0, 0, 10, 10}, TRUE},
+      {"or", UnionRect, {-50, -50, -50, -50}, {1, 2, 3, 4}, {1, 2, 3, 4}, TRUE},
+      {"or", UnionRect, {5, 5, 5, 9}, {7, 7, 3, 3}, {0, 0, 0, 0}, FALSE},
+      // Subtracting cuts only when the rest is one rectangle. A full-height
+      // band at the left or right edge, or a full-width one at the top or
+      // bottom: cut.
+      {"minus", SubtractRect, src, {-5, -5, 4, 15}, {4, 0, 10, 10}, TRUE},
+      {"minus", SubtractRect, src, {6, 0, 10, 10}, {0, 0, 6, 10}, TRUE},
+      {"minus", SubtractRect, src, {0, -1, 10, 3}, {0, 3, 10, 10}, TRUE},
+      {"minus", SubtractRect, src, {-3, 7, 13, 20}, {0, 0, 10, 7}, TRUE},
+      // A band through the middle would leave two pieces: unchanged.
+      {"minus", SubtractRect, src, {3, -1, 6, 11}, src, TRUE},
+      {"minus", SubtractRect, src, {-1, 4, 11, 6}, src, TRUE},
+      // A corner or a hole: unchanged.
+      {"minus", SubtractRect, src, {5, 5, 15, 15}, src, TRUE},
+      {"minus", SubtractRect, src, {2, 2, 8, 8}, src, TRUE},
+      // A band touching one edge but not spanning the other dimension: unchanged.
+      {"minus", SubtractRect, src, {0, 0, 4, 9}, src, TRUE},
+      // No overlap at all, or an empty subtrahend: unchanged.
+      {"minus", SubtractRect, src, {20, 20, 30, 30}, src, TRUE},
+      {"minus", SubtractRect, src, {10, 0, 20, 10}, src, TRUE},
+      {"minus", SubtractRect, src, {0, 0, 0, 0}, src, TRUE},
+      // Covered completely: empty, FALSE.
+      {"minus", SubtractRect, src, {0, 0, 10, 10}, {0, 0, 0, 0}, FALSE},
+      {"minus", SubtractRect, src, {-1, -1, 11, 11}, {0, 0, 0, 0}, FALSE},
+      // An empty source stays empty and reports FALSE.
+      {"minus", SubtractRect, {4, 4, 4, 8}, {0, 0, 1, 1}, {0, 0, 0, 0}, FALSE},
+  };
+  for (const Case& c : cases) {
     RECT out{99, 99, 99, 99};
-    EXPECT_EQ(IntersectRect(&out, &c.a, &c.b), c.result) << c.a << c.b;
-    EXPECT_TRUE(Same(out, c.expect)) << c.a << c.b << " -> " << out;
+    EXPECT_EQ(c.fn(&out, &c.a, &c.b), c.result) << c.a << " " << c.op << " " << c.b;
+    EXPECT_TRUE(Same(out, c.expect)) << c.a << " " << c.op << " " << c.b << " -> " << out;
   }
   // The destination may be an input.
   RECT r{0, 0, 10, 10}, other{5, 5, 15, 15};
   IntersectRect(&r, &r, &other);
   EXPECT_TRUE(Same(r, RECT{5, 5, 10, 10}));
-}
-
-TEST(RectPrimitives, UnionRect) {
-  const BinaryCase cases[] = {
-      {{0, 0, 10, 10}, {5, 5, 15, 15}, {0, 0, 15, 15}, TRUE},
-      {{0, 0, 10, 10}, {20, 30, 25, 35}, {0, 0, 25, 35}, TRUE},
-      // Empty rectangles do not stretch the union, wherever they lie.
-      {{0, 0, 10, 10}, {100, 100, 100, 200}, {0, 0, 10, 10}, TRUE},
-      {{-50, -50, -50, -50}, {1, 2, 3, 4}, {1, 2, 3, 4}, TRUE},
-      {{5, 5, 5, 9}, {7, 7, 3, 3}, {0, 0, 0, 0}, FALSE},
-  };
-  for (const BinaryCase& c : cases) {
-    RECT out{99, 99, 99, 99};
-    EXPECT_EQ(UnionRect(&out, &c.a, &c.b), c.result) << c.a << c.b;
-    EXPECT_TRUE(Same(out, c.expect)) << c.a << c.b << " -> " << out;
-  }
-}
-
-TEST(RectPrimitives, SubtractRectOnlyCutsWhenTheRestIsOneRectangle) {
-  const RECT src{0, 0, 10, 10};
-  const BinaryCase cases[] = {
-      // Full-height band at the left or right edge: cut.
-      {src, {-5, -5, 4, 15}, {4, 0, 10, 10}, TRUE},
-      {src, {6, 0, 10, 10}, {0, 0, 6, 10}, TRUE},
-      // Full-width band at the top or bottom: cut.
-      {src, {0, -1, 10, 3}, {0, 3, 10, 10}, TRUE},
-      {src, {-3, 7, 13, 20}, {0, 0, 10, 7}, TRUE},
-      // A band through the middle would leave two pieces: unchanged.
-      {src, {3, -1, 6, 11}, src, TRUE},
-      {src, {-1, 4, 11, 6}, src, TRUE},
-      // A corner or a hole: unchanged.
-      {src, {5, 5, 15, 15}, src, TRUE},
-      {src, {2, 2, 8, 8}, src, TRUE},
-      // A band touching one edge but not spanning the other dimension: unchanged.
-      {src, {0, 0, 4, 9}, src, TRUE},
-      // No overlap at all, or an empty subtrahend: unchanged.
-      {src, {20, 20, 30, 30}, src, TRUE},
-      {src, {10, 0, 20, 10}, src, TRUE},
-      {src, {0, 0, 0, 0}, src, TRUE},
-      // Covered completely: empty, FALSE.
-      {src, {0, 0, 10, 10}, {0, 0, 0, 0}, FALSE},
-      {src, {-1, -1, 11, 11}, {0, 0, 0, 0}, FALSE},
-      // An empty source stays empty and reports FALSE.
-      {{4, 4, 4, 8}, {0, 0, 1, 1}, {0, 0, 0, 0}, FALSE},
-  };
-  for (const BinaryCase& c : cases) {
-    RECT out{99, 99, 99, 99};
-    EXPECT_EQ(SubtractRect(&out, &c.a, &c.b), c.result) << c.a << " - " << c.b;
-    EXPECT_TRUE(Same(out, c.expect)) << c.a << " - " << c.b << " -> " << out;
-  }
 }
 
 TEST(RectPrimitives, SmallOnes) {
@@ -114,13 +99,9 @@ TEST(RectPrimitives, SmallOnes) {
   EXPECT_TRUE(Same(c, RECT{0, 0, 0, 0}));
 
   const RECT box{0, 0, 10, 5};
-  struct Pt {
-    POINT p;
-    BOOL in;
-  };
-  const Pt pts[] = {{{0, 0}, TRUE},  {{9, 4}, TRUE},   {{10, 4}, FALSE},
-                    {{9, 5}, FALSE}, {{-1, 0}, FALSE}, {{5, -1}, FALSE}};
-  for (const Pt& t : pts) EXPECT_EQ(PtInRect(&box, t.p), t.in) << t.p.x << "," << t.p.y;
+  const std::pair<POINT, BOOL> pts[] = {{{0, 0}, TRUE},  {{9, 4}, TRUE},   {{10, 4}, FALSE},
+                                        {{9, 5}, FALSE}, {{-1, 0}, FALSE}, {{5, -1}, FALSE}};
+  for (const auto& [p, in] : pts) EXPECT_EQ(PtInRect(&box, p), in) << p.x << "," << p.y;
 }
 
 TEST(CRectClass, MembersAndOperators) {

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <string>
+#include <utility>
 
 namespace nktest {
 
@@ -71,5 +72,18 @@ constexpr uint32_t Version(uint32_t type, uint32_t family, uint32_t model, uint3
 }
 
 inline std::wstring Text(const CString& s) { return std::wstring(s.GetString()); }
+
+// A crafted processor already identified as a T (CPU or CPUIntel).
+template <typename T = Kernel::CPUIntel>
+struct Identified {
+  CraftedCPUID source;
+  T cpu{&source};
+  explicit Identified(CraftedCPUID s) : source(std::move(s)) { cpu.Init(); }
+  std::wstring Report() const {
+    CString report(L"something to be replaced");
+    cpu.GetInfo(report);
+    return Text(report);
+  }
+};
 
 }  // namespace nktest

@@ -6,6 +6,7 @@
 #include <kernel/CPU.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cpu_crafted.h"
@@ -13,6 +14,7 @@
 using Kernel::CPU;
 using Kernel::CPUIntel;
 using nktest::CraftedCPUID;
+using nktest::Identified;
 using nktest::Text;
 using nktest::Version;
 
@@ -29,8 +31,8 @@ TEST(CPUVendor, TwelveCharactersExactAndCaseSensitive) {
   for (const Case& c : cases) {
     CraftedCPUID source;
     source.SetVendor(c.vendor, 1);
-    CPU cpu(&source);
-    cpu.Init();
+    const Identified<CPU> id(source);
+    const CPU& cpu = id.cpu;
     EXPECT_EQ(cpu.GetManufacturer(), c.expected) << c.vendor;
     EXPECT_EQ(cpu.IsIntel(), c.expected == CPU::Intel) << c.vendor;
     EXPECT_EQ(cpu.IsAMD(), c.expected == CPU::AMD) << c.vendor;
@@ -40,19 +42,17 @@ TEST(CPUVendor, TwelveCharactersExactAndCaseSensitive) {
     CString vendor;
     cpu.GetManufacturer(vendor);
     EXPECT_EQ(Text(vendor), std::wstring(c.vendor, c.vendor + std::strlen(c.vendor))) << c.vendor;
-    CString report;
-    cpu.GetInfo(report);
     const std::wstring known =
         c.expected == CPU::Unknown ? L"Manufacturer known : No\n\n" : L"Manufacturer known : Yes\n\n";
-    EXPECT_NE(Text(report).find(known), std::wstring::npos) << c.vendor;
+    EXPECT_NE(id.Report().find(known), std::wstring::npos) << c.vendor;
   }
 }
 
 TEST(CPUVendor, WithoutCPUIDEverythingKeepsItsInitialValue) {
   CraftedCPUID source = CraftedCPUID::Intel(Version(0, 6, 8), 0, 0xFFFFFFFF);
   source.hasCPUID = false;
-  CPU cpu(&source);
-  cpu.Init();
+  const Identified<CPU> id(source);
+  const CPU& cpu = id.cpu;
   EXPECT_FALSE(cpu.HasCPUID());
   EXPECT_EQ(Text(cpu.GetManufacturerString()), L"<Unknown Manufacturer>");
   EXPECT_EQ(cpu.GetFeatures(), 0xFFFFFFFFu);
@@ -60,9 +60,7 @@ TEST(CPUVendor, WithoutCPUIDEverythingKeepsItsInitialValue) {
   EXPECT_FALSE(cpu.OSSupportsSSE());
   // The all-ones initial word must not answer yes to anything.
   for (int bit = 0; bit < 64; ++bit) EXPECT_FALSE(cpu.IsFeatureBit(uint8_t(bit))) << bit;
-  CString report;
-  cpu.GetInfo(report);
-  EXPECT_EQ(Text(report),
+  EXPECT_EQ(id.Report(),
             L"CPUID available : No\n"
             L"Manufacturer string : \"<Unknown Manufacturer>\"\n"
             L"Manufacturer known : No\n"
@@ -79,32 +77,27 @@ TEST(CPUFeatures, NamedBitsNeedLeafOne) {
     uint32_t maxLeaf, edx;
     Query query;
     bool expected;
-  } cases[] = {
-      {1, 1u << 23, &CPU::IsMMXOnChip, true},
-      {1, 1u << 22, &CPU::IsMMXOnChip, false},
-      {0, 1u << 23, &CPU::IsMMXOnChip, false},
-      {1, 1u << 23, &CPU::CanExecuteMMX, true},
-      {1, 1u << 24, &CPU::IsFXSROnChip, true},
-      {1, 1u << 25, &CPU::IsSSEOnChip, true},
-      {1, 1u << 25, &CPU::CanExecuteSSE, true},
-      {1, 1u << 26, &CPU::IsSSE2OnChip, true},
-      {1, 1u << 26, &CPU::CanExecuteSSE, false},
-      {1, 1u << 26, &CPU::CanExecuteSSE2, true},
-      {1, 1u << 28, &CPU::HasHardwareMultiThreading, true},
-      {1, 1u << 27, &CPU::HasHardwareMultiThreading, false},
-  };
+  } cases[] = {{1, 1u << 23, &CPU::IsMMXOnChip, true},
+               {1, 1u << 22, &CPU::IsMMXOnChip, false},
+               {0, 1u << 23, &CPU::IsMMXOnChip, false},
+               {1, 1u << 23, &CPU::CanExecuteMMX, true},
+               {1, 1u << 24, &CPU::IsFXSROnChip, true},
+               {1, 1u << 25, &CPU::IsSSEOnChip, true},
+               {1, 1u << 25, &CPU::CanExecuteSSE, true},
+               {1, 1u << 26, &CPU::IsSSE2OnChip, true},
+               {1, 1u << 26, &CPU::CanExecuteSSE, false},
+               {1, 1u << 26, &CPU::CanExecuteSSE2, true},
+               {1, 1u << 28, &CPU::HasHardwareMultiThreading, true},
+               {1, 1u << 27, &CPU::HasHardwareMultiThreading, false}};
   for (const Case& c : cases) {
-    CraftedCPUID source = CraftedCPUID::Intel(0, 0, c.edx, c.maxLeaf);
-    CPU cpu(&source);
-    cpu.Init();
+    const Identified<CPU> id(CraftedCPUID::Intel(0, 0, c.edx, c.maxLeaf));
+    const CPU& cpu = id.cpu;
     EXPECT_EQ((cpu.*c.query)(), c.expected) << std::hex << c.edx << " leaf " << c.maxLeaf;
     // The bit number wraps at 64.
     EXPECT_EQ(cpu.IsFeatureBit(23 + 64), cpu.IsFeatureBit(23));
   }
-  CraftedCPUID source = CraftedCPUID::Intel(0, 0, (1u << 18) | (1u << 4), 1);
-  CPUIntel intel(&source);
-  intel.Init();
-  EXPECT_TRUE(intel.SupportsSerialNo() && intel.SupportsTimeStamp());
+  const Identified<> intel(CraftedCPUID::Intel(0, 0, (1u << 18) | (1u << 4), 1));
+  EXPECT_TRUE(intel.cpu.SupportsSerialNo() && intel.cpu.SupportsTimeStamp());
 }
 
 TEST(CPUIntelVersion, FieldsAndTheirExtendedParts) {
@@ -126,24 +119,18 @@ TEST(CPUIntelVersion, FieldsAndTheirExtendedParts) {
       {Version(2, 6, 3) | 0xF000C000u, 2, 6, 3, 0, 0, 0},
   };
   for (const Case& c : cases) {
-    CraftedCPUID source = CraftedCPUID::Intel(c.eax);
-    CPUIntel cpu(&source);
-    cpu.Init();
+    const Identified<> id(CraftedCPUID::Intel(c.eax));
+    const CPUIntel& cpu = id.cpu;
     EXPECT_EQ(cpu.GetVersionInformation(), c.eax);
-    EXPECT_EQ(cpu.GetType(), c.type) << std::hex << c.eax;
-    EXPECT_EQ(cpu.GetFamily(), c.family) << std::hex << c.eax;
-    EXPECT_EQ(cpu.GetModel(), c.model) << std::hex << c.eax;
-    EXPECT_EQ(cpu.GetStepping(), c.stepping) << std::hex << c.eax;
-    EXPECT_EQ(cpu.GetExtendedFamily(), c.extFamily) << std::hex << c.eax;
-    EXPECT_EQ(cpu.GetExtendedModel(), c.extModel) << std::hex << c.eax;
+    const std::vector<int> fields = {cpu.GetType(),     cpu.GetFamily(),         cpu.GetModel(),
+                                     cpu.GetStepping(), cpu.GetExtendedFamily(), cpu.GetExtendedModel()};
+    EXPECT_EQ(fields, (std::vector<int>{c.type, c.family, c.model, c.stepping, c.extFamily, c.extModel}))
+        << "type family model stepping extFamily extModel of " << std::hex << c.eax;
   }
 }
 
 TEST(CPUIntelModelTable, EveryRowAndTheMisses) {
-  struct Case {
-    uint32_t eax;
-    const wchar_t* text;
-  } cases[] = {
+  const std::pair<uint32_t, const wchar_t*> cases[] = {
       {Version(0, 4, 4), L"Intel486 SL processor"},
       {Version(0, 4, 7), L"Write-Back Enhanced IntelDX2 processors"},
       {Version(0, 4, 8), L"IntelDX4(TM) processors"},
@@ -181,19 +168,13 @@ TEST(CPUIntelModelTable, EveryRowAndTheMisses) {
       {Version(0, 6, 15, 0, 0, 0), L""},
       {Version(0, 15, 15, 0, 0, 0), L""},
   };
-  for (const Case& c : cases) {
-    CraftedCPUID source = CraftedCPUID::Intel(c.eax);
-    CPUIntel cpu(&source);
-    cpu.Init();
-    EXPECT_EQ(Text(cpu.GetModelDescription()), c.text) << std::hex << c.eax;
+  for (const auto& [eax, text] : cases) {
+    EXPECT_EQ(Text(Identified<>(CraftedCPUID::Intel(eax)).cpu.GetModelDescription()), text) << std::hex << eax;
   }
 }
 
 TEST(CPUIntelBrandTable, EveryIndexAndTheUnrecognised) {
-  struct Case {
-    uint32_t ebx;
-    const wchar_t* text;
-  } cases[] = {
+  const std::pair<uint32_t, const wchar_t*> cases[] = {
       {0x01, L"Intel(R) Celeron(TM) processor"},
       {0x02, L"Intel(R) Pentium(R) III processor"},
       {0x03, L"Intel(R) Pentium(R) III Xeon(TM) processor"},
@@ -207,12 +188,10 @@ TEST(CPUIntelBrandTable, EveryIndexAndTheUnrecognised) {
       {0xAB, L"Unrecognised brand ID (0xab)"},
       {0x12345600, L""},
   };
-  for (const Case& c : cases) {
-    CraftedCPUID source = CraftedCPUID::Intel(Version(0, 6, 8), c.ebx);
-    CPUIntel cpu(&source);
-    cpu.Init();
-    EXPECT_EQ(cpu.GetBrandIndex(), uint8_t(c.ebx & 0xFF));
-    EXPECT_EQ(Text(cpu.GetBrandIDString()), c.text) << std::hex << c.ebx;
+  for (const auto& [ebx, text] : cases) {
+    const Identified<> id(CraftedCPUID::Intel(Version(0, 6, 8), ebx));
+    EXPECT_EQ(id.cpu.GetBrandIndex(), uint8_t(ebx & 0xFF));
+    EXPECT_EQ(Text(id.cpu.GetBrandIDString()), text) << std::hex << ebx;
   }
 }
 
@@ -239,10 +218,9 @@ TEST(CPUIntelBrandString, ExtendedLeavesTrimmedAtTheFront) {
   for (const Case& c : cases) {
     CraftedCPUID source = CraftedCPUID::Intel(Version(0, 15, 2));
     source.SetBrand(c.bytes, c.maxExtended);
-    CPUIntel cpu(&source);
-    cpu.Init();
-    EXPECT_EQ(cpu.GetMaxExtendedLeaf(), c.expectedMaxExtended) << c.bytes;
-    EXPECT_EQ(Text(cpu.GetBrandString()), c.expected) << c.bytes;
+    const Identified<> id(source);
+    EXPECT_EQ(id.cpu.GetMaxExtendedLeaf(), c.expectedMaxExtended) << c.bytes;
+    EXPECT_EQ(Text(id.cpu.GetBrandString()), c.expected) << c.bytes;
   }
 }
 
@@ -258,9 +236,7 @@ TEST(CPUIntelSerial, SixGroupsWhenBitEighteenIsSet) {
   for (const Case& c : cases) {
     CraftedCPUID source = CraftedCPUID::Intel(c.eax1, 0, c.edx1, 3);
     source.leaves[3] = Kernel::CPUIDRegisters{0, 0, c.ecx3, c.edx3};
-    CPUIntel cpu(&source);
-    cpu.Init();
-    EXPECT_EQ(Text(cpu.GetSerialNumber()), c.expected);
+    EXPECT_EQ(Text(Identified<>(source).cpu.GetSerialNumber()), c.expected);
   }
 }
 
@@ -268,11 +244,7 @@ TEST(CPUReport, PentiumThreeLineByLine) {
   CraftedCPUID source = CraftedCPUID::Intel(Version(0, 6, 8, 6), 0x05, 0x0383F9FF | (1u << 18), 3);
   source.leaves[3] = Kernel::CPUIDRegisters{0, 0, 0x9ABCDEF0, 0x12345678};
   source.SetBrand("  Intel(R) Pentium(R) III CPU", 0x80000004);
-  CPUIntel cpu(&source);
-  cpu.Init();
-  CString report(L"something to be replaced");
-  cpu.GetInfo(report);
-  EXPECT_EQ(Text(report),
+  EXPECT_EQ(Identified<>(source).Report(),
             L"CPUID available : Yes\n"
             L"Max input for basic CPUID : 0x00000003\n"
             L"Manufacturer string : \"GenuineIntel\"\n"
@@ -300,40 +272,30 @@ TEST(CPUReport, PentiumThreeLineByLine) {
 
 TEST(CPUReport, ConditionalLines) {
   struct Case {
+    Case(const char* n, uint32_t leaf, uint32_t eax, uint32_t ext, std::vector<std::wstring> p,
+         std::vector<std::wstring> a)
+        : name(n), maxLeaf(leaf), eax1(eax), maxExtended(ext), present(std::move(p)), absent(std::move(a)) {}
     const char* name;
     uint32_t maxLeaf, eax1, maxExtended;
     std::vector<std::wstring> present, absent;
-  } cases[] = {
-      {"family and model 15",
-       2,
-       Version(0, 15, 15, 2, 0x1, 0x3),
-       0,
-       {L"Version information : 0x00130ff2\n", L"Type : 0, Family : 15, Model : 15, Stepping : 2\n",
-        L"Extended family : 1\n", L"Extended model : 3\n", L"Model description : \"\"\n",
-        L"Extended CPUID information available : No\n", L"Brand index : 0x00\n"},
-       {L"Max input for extended CPUID"}},
-      {"no leaf 1",
-       0,
-       Version(0, 6, 8),
-       0x80000008,
-       {L"SSE/SSE2 supported by operating system : Yes\n\nExtended CPUID information available : No\n"
-        L"Brand ID string : \"\"\nBrand string on CPU : \"\"\nSerial number: \n"},
-       {L"Feature information", L"Version information", L"Brand index"}},
-      {"extended leaves",
-       1,
-       Version(0, 6, 8),
-       0x80000001,
-       {L"Extended CPUID information available : Yes\nMax input for extended CPUID : 0x80000001\n"},
-       {}},
+  };
+  const Case cases[] = {
+      Case("family and model 15", 2, Version(0, 15, 15, 2, 0x1, 0x3), 0,
+           {L"Version information : 0x00130ff2\n", L"Type : 0, Family : 15, Model : 15, Stepping : 2\n",
+            L"Extended family : 1\n", L"Extended model : 3\n", L"Model description : \"\"\n",
+            L"Extended CPUID information available : No\n", L"Brand index : 0x00\n"},
+           {L"Max input for extended CPUID"}),
+      Case("no leaf 1", 0, Version(0, 6, 8), 0x80000008,
+           {L"SSE/SSE2 supported by operating system : Yes\n\nExtended CPUID information available : No\n"
+            L"Brand ID string : \"\"\nBrand string on CPU : \"\"\nSerial number: \n"},
+           {L"Feature information", L"Version information", L"Brand index"}),
+      Case("extended leaves", 1, Version(0, 6, 8), 0x80000001,
+           {L"Extended CPUID information available : Yes\nMax input for extended CPUID : 0x80000001\n"}, {}),
   };
   for (const Case& c : cases) {
     CraftedCPUID source = CraftedCPUID::Intel(c.eax1, 0, 0, c.maxLeaf);
     source.leaves[0x80000000].eax = c.maxExtended;
-    CPUIntel cpu(&source);
-    cpu.Init();
-    CString report;
-    cpu.GetInfo(report);
-    const std::wstring text = Text(report);
+    const std::wstring text = Identified<>(source).Report();
     for (const auto& line : c.present) EXPECT_NE(text.find(line), std::wstring::npos) << c.name;
     for (const auto& line : c.absent) EXPECT_EQ(text.find(line), std::wstring::npos) << c.name;
   }

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -49,59 +50,37 @@ void Write(const fs::path& file, const std::string& text) {
 
 TEST(CPUTopology, CoresAreDistinctSiblingSets) {
   struct Case {
+    Case(const char* n, const char* on, bool o, uint32_t cs, uint32_t l, std::vector<Processor> ps)
+        : name(n), online(on), ok(o), cores(cs), logical(l), processors(std::move(ps)) {}
     const char* name;
     const char* online;  // null: no online file
-    std::vector<Processor> processors;
     bool ok;
     uint32_t cores, logical;
-  } cases[] = {
-      {"two cores, two threads each",
-       "0-3\n",
-       {{0, "0,2", "0", "0"}, {1, "1,3", "1", "0"}, {2, "0,2", "0", "0"}, {3, "1,3", "1", "0"}},
-       true,
-       2,
-       4},
-      {"ranges in sibling lists",
-       "0-3",
-       {{0, "0-1", "0", "0"}, {1, "0-1", "0", "0"}, {2, "2-3", "1", "0"}, {3, "2-3", "1", "0"}},
-       true,
-       2,
-       4},
-      {"no hardware threads", "0-1", {{0, "0", "0", "0"}, {1, "1", "1", "0"}}, true, 2, 2},
-      {"an offline processor is not counted",
-       "0,2-3",
-       {{0, "0", "0", "0"}, {1, "1", "1", "0"}, {2, "2", "2", "0"}, {3, "3", "3", "0"}},
-       true,
-       3,
-       3},
-      {"no online file: every cpuN folder",
-       nullptr,
-       {{0, "0,1", "0", "0"}, {1, "0,1", "0", "0"}, {7, "7", "3", "0"}},
-       true,
-       2,
-       3},
-      {"garbage online file: every cpuN folder", "zero to three", {{0, "0", "0", "0"}, {1, "1", "1", "0"}}, true, 2, 2},
-      {"core numbers repeat in each package",
-       "0-3",
-       {{0, nullptr, "0", "0"}, {1, nullptr, "1", "0"}, {2, nullptr, "0", "1"}, {3, nullptr, "1", "1"}},
-       true,
-       4,
-       4},
-      {"threads found by core number alone",
-       "0-3",
-       {{0, nullptr, "0", "0"}, {1, nullptr, "0", "0"}, {2, nullptr, "1", "0"}, {3, nullptr, "1", "0"}},
-       true,
-       2,
-       4},
-      {"a processor without topology is skipped",
-       "0-2",
-       {{0, "0", "0", "0"}, {1, nullptr, nullptr, nullptr}, {2, "2", "1", "0"}},
-       true,
-       2,
-       2},
-      {"no topology anywhere", "0-1", {{0, nullptr, nullptr, nullptr}, {1, nullptr, nullptr, nullptr}}, false, 0, 0},
-      {"damaged sibling list falls back to core numbers", "0-1", {{0, "0-", "0", "0"}, {1, "x", "0", "0"}}, true, 1, 2},
-      {"empty folder", nullptr, {}, false, 0, 0},
+    std::vector<Processor> processors;
+  };
+  const Case cases[] = {
+      Case("two cores, two threads each", "0-3\n", true, 2, 4,
+           {{0, "0,2", "0", "0"}, {1, "1,3", "1", "0"}, {2, "0,2", "0", "0"}, {3, "1,3", "1", "0"}}),
+      Case("ranges in sibling lists", "0-3", true, 2, 4,
+           {{0, "0-1", "0", "0"}, {1, "0-1", "0", "0"}, {2, "2-3", "1", "0"}, {3, "2-3", "1", "0"}}),
+      Case("no hardware threads", "0-1", true, 2, 2, {{0, "0", "0", "0"}, {1, "1", "1", "0"}}),
+      Case("an offline processor is not counted", "0,2-3", true, 3, 3,
+           {{0, "0", "0", "0"}, {1, "1", "1", "0"}, {2, "2", "2", "0"}, {3, "3", "3", "0"}}),
+      Case("no online file: every cpuN folder", nullptr, true, 2, 3,
+           {{0, "0,1", "0", "0"}, {1, "0,1", "0", "0"}, {7, "7", "3", "0"}}),
+      Case("garbage online file: every cpuN folder", "zero to three", true, 2, 2,
+           {{0, "0", "0", "0"}, {1, "1", "1", "0"}}),
+      Case("core numbers repeat in each package", "0-3", true, 4, 4,
+           {{0, nullptr, "0", "0"}, {1, nullptr, "1", "0"}, {2, nullptr, "0", "1"}, {3, nullptr, "1", "1"}}),
+      Case("threads found by core number alone", "0-3", true, 2, 4,
+           {{0, nullptr, "0", "0"}, {1, nullptr, "0", "0"}, {2, nullptr, "1", "0"}, {3, nullptr, "1", "0"}}),
+      Case("a processor without topology is skipped", "0-2", true, 2, 2,
+           {{0, "0", "0", "0"}, {1, nullptr, nullptr, nullptr}, {2, "2", "1", "0"}}),
+      Case("no topology anywhere", "0-1", false, 0, 0,
+           {{0, nullptr, nullptr, nullptr}, {1, nullptr, nullptr, nullptr}}),
+      Case("damaged sibling list falls back to core numbers", "0-1", true, 1, 2,
+           {{0, "0-", "0", "0"}, {1, "x", "0", "0"}}),
+      Case("empty folder", nullptr, false, 0, 0, {}),
   };
   for (const Case& c : cases) {
     TempFolder folder;
@@ -121,9 +100,7 @@ TEST(CPUTopology, CoresAreDistinctSiblingSets) {
     EXPECT_EQ(cores, c.cores) << c.name;
     EXPECT_EQ(logical, c.logical) << c.name;
   }
-}
-
-TEST(CPUTopology, MissingFolder) {
+  // No folder at all.
   uint32_t cores = 5, logical = 5;
   EXPECT_FALSE(Kernel::ReadProcessorTopology("/nonexistent/nk/cpu", cores, logical));
   EXPECT_EQ(cores, 0u);

@@ -3,6 +3,8 @@
 // failures.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include <kernel/PerfCounter.h>
 
 #include <unistd.h>
@@ -33,9 +35,19 @@ class StatFile {
 };
 
 // Columns: user nice system idle iowait irq softirq steal guest guest_nice.
-std::string Stat(const std::string& total, const std::string& cpu0, const std::string& cpu1 = "0 0 0 0 0 0 0 0 0 0") {
+const std::string kZero = "0 0 0 0 0 0 0 0 0 0";
+const wchar_t* const kTime = L"\\Processor(0)\\% Processor Time";
+
+std::string Stat(const std::string& cpu0, const std::string& cpu1 = kZero, const std::string& total = kZero) {
   return "cpu  " + total + "\ncpu0 " + cpu0 + "\ncpu1 " + cpu1 +
          "\nintr 12345 0 0\nctxt 999\nbtime 1700000000\nprocesses 42\nprocs_running 1\n";
+}
+
+// A CPU-load counter over `file`, its first sample taken from `first`.
+std::unique_ptr<Kernel::CPerfCounter> Counter(const StatFile& file, const std::string& first,
+                                              const wchar_t* path = kTime) {
+  file.Write(first);
+  return std::unique_ptr<Kernel::CPerfCounter>(Kernel::CPerfCounterNT4::Create(path, file.c_str()));
 }
 
 }  // namespace
@@ -48,42 +60,31 @@ TEST(PerfCounter, OneIntervalFromTwoSamples) {
     bool ok;
     uint32_t value;
   } cases[] = {
-      {"half busy", L"\\Processor(0)\\% Processor Time", "100 0 100 800 0 0 0 0 0 0", "150 0 150 900 0 0 0 0 0 0", true,
-       50},
-      {"iowait counts as idle", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0", "25 0 0 50 25 0 0 0 0 0",
-       true, 25},
-      {"steal and interrupts count as busy", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0",
-       "0 0 0 70 0 10 10 10 0 0", true, 30},
-      {"guest time is already inside user", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0",
-       "50 0 0 50 0 0 0 0 50 0", true, 50},
-      {"rounds to the nearest percent", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0",
-       "2 0 0 1 0 0 0 0 0 0", true, 67},
-      {"a half rounds up", L"\\Processor(0)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0", "1 0 0 199 0 0 0 0 0 0", true,
-       1},
-      {"no tick elapsed", L"\\Processor(0)\\% Processor Time", "5 5 5 5 0 0 0 0 0 0", "5 5 5 5 0 0 0 0 0 0", true, 0},
-      {"iowait stepping back is clamped", L"\\Processor(0)\\% Processor Time", "0 0 0 100 50 0 0 0 0 0",
-       "0 0 0 100 40 0 0 0 0 0", true, 0},
-      {"old kernel with four columns", L"\\Processor(0)\\% Processor Time", "10 0 10 80", "40 0 10 130", true, 38},
-      {"privileged part includes interrupts", L"\\Processor(0)\\% Privileged Time", "0 0 0 0 0 0 0 0 0 0",
-       "10 10 30 40 0 5 5 0 0 0", true, 40},
+      {"half busy", kTime, "100 0 100 800 0 0 0 0 0 0", "150 0 150 900 0 0 0 0 0 0", true, 50},
+      {"iowait counts as idle", kTime, kZero, "25 0 0 50 25 0 0 0 0 0", true, 25},
+      {"steal and interrupts count as busy", kTime, kZero, "0 0 0 70 0 10 10 10 0 0", true, 30},
+      {"guest time is already inside user", kTime, kZero, "50 0 0 50 0 0 0 0 50 0", true, 50},
+      {"rounds to the nearest percent", kTime, kZero, "2 0 0 1 0 0 0 0 0 0", true, 67},
+      {"a half rounds up", kTime, kZero, "1 0 0 199 0 0 0 0 0 0", true, 1},
+      {"no tick elapsed", kTime, "5 5 5 5 0 0 0 0 0 0", "5 5 5 5 0 0 0 0 0 0", true, 0},
+      {"iowait stepping back is clamped", kTime, "0 0 0 100 50 0 0 0 0 0", "0 0 0 100 40 0 0 0 0 0", true, 0},
+      {"old kernel with four columns", kTime, "10 0 10 80", "40 0 10 130", true, 38},
+      {"privileged part includes interrupts", L"\\Processor(0)\\% Privileged Time", kZero, "10 10 30 40 0 5 5 0 0 0",
+       true, 40},
       {"idle part", L"\\Processor(0)\\% Idle Time", "0 0 0 0 0 0 0 0 0 0", "10 0 10 60 20 0 0 0 0 0", true, 80},
-      {"names ignore case", L"\\processor(0)\\% PROCESSOR TIME", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0", true,
-       25},
-      {"unknown counter", L"\\Processor(0)\\% Bogus Time", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0", false, 0},
-      {"unknown object", L"\\Memory\\Available Bytes", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0", false, 0},
-      {"processor not present", L"\\Processor(7)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0",
-       false, 0},
-      {"instance not a number", L"\\Processor(0x1)\\% Processor Time", "0 0 0 0 0 0 0 0 0 0", "1 0 0 3 0 0 0 0 0 0",
-       false, 0},
-      {"too few columns", L"\\Processor(0)\\% Processor Time", "1 2 3", "4 5 6", false, 0},
-      {"damaged column", L"\\Processor(0)\\% Processor Time", "1 2 3 4 5", "1 2 x 4 5", false, 0},
+      {"names ignore case", L"\\processor(0)\\% PROCESSOR TIME", kZero, "1 0 0 3 0 0 0 0 0 0", true, 25},
+      {"unknown counter", L"\\Processor(0)\\% Bogus Time", kZero, "1 0 0 3 0 0 0 0 0 0", false, 0},
+      {"unknown object", L"\\Memory\\Available Bytes", kZero, "1 0 0 3 0 0 0 0 0 0", false, 0},
+      {"processor not present", L"\\Processor(7)\\% Processor Time", kZero, "1 0 0 3 0 0 0 0 0 0", false, 0},
+      {"instance not a number", L"\\Processor(0x1)\\% Processor Time", kZero, "1 0 0 3 0 0 0 0 0 0", false, 0},
+      {"too few columns", kTime, "1 2 3", "4 5 6", false, 0},
+      {"damaged column", kTime, "1 2 3 4 5", "1 2 x 4 5", false, 0},
   };
   for (const Case& c : cases) {
     StatFile file;
-    file.Write(Stat("0 0 0 0 0 0 0 0 0 0", c.before));
-    std::unique_ptr<Kernel::CPerfCounter> counter(Kernel::CPerfCounterNT4::Create(c.path, file.c_str()));
+    const auto counter = Counter(file, Stat(c.before), c.path);
     ASSERT_NE(counter, nullptr);
-    file.Write(Stat("0 0 0 0 0 0 0 0 0 0", c.after));
+    file.Write(Stat(c.after));
     uint32_t value = 12345;
     EXPECT_EQ(counter->GetValue(&value), c.ok) << c.name;
     if (c.ok) {
@@ -94,13 +95,10 @@ TEST(PerfCounter, OneIntervalFromTwoSamples) {
 
 TEST(PerfCounter, TotalAndOtherProcessors) {
   StatFile file;
-  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "0 0 0 0 0 0 0 0 0 0"));
-  std::unique_ptr<Kernel::CPerfCounter> total(
-      Kernel::CPerfCounterNT4::Create(L"\\Processor(_Total)\\% Processor Time", file.c_str()));
-  std::unique_ptr<Kernel::CPerfCounter> one(
-      Kernel::CPerfCounterNT4::Create(L"\\Processor(1)\\% Processor Time", file.c_str()));
+  const auto total = Counter(file, Stat(kZero), L"\\Processor(_Total)\\% Processor Time");
+  const auto one = Counter(file, Stat(kZero), L"\\Processor(1)\\% Processor Time");
   // cpu0 idle, cpu1 fully busy: the total is the share over both.
-  file.Write(Stat("100 0 0 100 0 0 0 0 0 0", "0 0 0 100 0 0 0 0 0 0", "100 0 0 0 0 0 0 0 0 0"));
+  file.Write(Stat("0 0 0 100 0 0 0 0 0 0", "100 0 0 0 0 0 0 0 0 0", "100 0 0 100 0 0 0 0 0 0"));
   uint32_t value = 0;
   ASSERT_TRUE(total->GetValue(&value));
   EXPECT_EQ(value, 50u);
@@ -110,37 +108,34 @@ TEST(PerfCounter, TotalAndOtherProcessors) {
 
 TEST(PerfCounter, ConsecutiveReadingsCoverConsecutiveIntervals) {
   StatFile file;
-  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "0 0 0 0 0 0 0 0 0 0"));
+  file.Write(Stat(kZero));
   std::unique_ptr<Kernel::CPerfCounter> counter(Kernel::CreateCPUCounter(file.c_str()));
   // Each step: the statistics at the end of an interval and its load.
-  struct Step {
-    std::string cpu0;
-    uint32_t load;
-  } steps[] = {
+  const std::pair<std::string, uint32_t> steps[] = {
       {"90 0 0 10 0 0 0 0 0 0", 90},    // 90 of 100 ticks busy
       {"100 0 0 100 0 0 0 0 0 0", 10},  // not 50: only the ticks since the last reading count
       {"100 0 0 100 0 0 0 0 0 0", 0},   // nothing elapsed
       {"200 0 0 100 0 0 0 0 0 0", 100},
   };
-  for (const Step& s : steps) {
-    file.Write(Stat("0 0 0 0 0 0 0 0 0 0", s.cpu0));
+  for (const auto& [cpu0, load] : steps) {
+    file.Write(Stat(cpu0));
     uint32_t value = 999;
-    ASSERT_TRUE(counter->GetValue(&value)) << s.cpu0;
-    EXPECT_EQ(value, s.load) << s.cpu0;
+    ASSERT_TRUE(counter->GetValue(&value)) << cpu0;
+    EXPECT_EQ(value, load) << cpu0;
   }
 }
 
 TEST(PerfCounter, AFailedReadingStillStartsTheNextInterval) {
   StatFile file;
-  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "0 0 0 0 0 0 0 0 0 0"));
+  file.Write(Stat(kZero));
   std::unique_ptr<Kernel::CPerfCounter> counter(Kernel::CreateCPUCounter(file.c_str()));
   file.Write("garbage\n");
   uint32_t value = 0;
   EXPECT_FALSE(counter->GetValue(&value));
   // The statistics come back: the reading after that has no first sample yet.
-  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "10 0 0 10 0 0 0 0 0 0"));
+  file.Write(Stat("10 0 0 10 0 0 0 0 0 0"));
   EXPECT_FALSE(counter->GetValue(&value));
-  file.Write(Stat("0 0 0 0 0 0 0 0 0 0", "40 0 0 20 0 0 0 0 0 0"));
+  file.Write(Stat("40 0 0 20 0 0 0 0 0 0"));
   ASSERT_TRUE(counter->GetValue(&value));
   EXPECT_EQ(value, 75u);
   EXPECT_FALSE(counter->GetValue(nullptr));
@@ -151,7 +146,7 @@ TEST(PerfCounter, UsageIsMinusOneWhenTheCounterCannotBeRead) {
   EXPECT_EQ(Kernel::GetCPUUsage(file.c_str()), -1);  // no such file
   file.Write("cpu  1 2 3 4\ncpu1 1 2 3 4\n");
   EXPECT_EQ(Kernel::GetCPUUsage(file.c_str()), -1);  // no processor 0
-  file.Write(Stat("1 1 1 1 0 0 0 0 0 0", "1 1 1 1 0 0 0 0 0 0"));
+  file.Write(Stat("1 1 1 1 0 0 0 0 0 0", kZero, "1 1 1 1 0 0 0 0 0 0"));
   // Both samples of the short first interval see the same ticks.
   EXPECT_EQ(Kernel::GetCPUUsage(file.c_str()), 0);
 }

@@ -2,6 +2,8 @@
 // through SystemParametersInfoW and the SPIGet... helpers, and bad requests.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include <kernel/SystemParameters.h>
 
 #include <cstdint>
@@ -21,29 +23,25 @@ void* AsPointer(uintptr_t v) { return reinterpret_cast<void*>(v); }
 TEST(SystemParameters, UpdateBeforeTheBufferExistsFails) { EXPECT_FALSE(Kernel::SPIUpdateNonClientMetrics()); }
 
 TEST(SystemParameters, DocumentedDefaults) {
-  struct Case {
-    UINT action;
-    uint32_t value;
-  } cases[] = {
-      {SPI_GETBEEP, 1},
-      {SPI_GETBORDER, 1},
-      {SPI_GETKEYBOARDSPEED, 31},
-      {SPI_GETKEYBOARDDELAY, 1},
-      {SPI_GETDRAGFULLWINDOWS, 1},
-      {SPI_GETWHEELSCROLLLINES, 3},
-      {SPI_GETWHEELSCROLLCHARS, 3},
-      {SPI_GETMOUSEHOVERTIME, 400},
-      {SPI_GETMENUSHOWDELAY, 400},
-      {SPI_GETMOUSESPEED, 10},
-      {SPI_GETKEYBOARDCUES, 0},
-      {SPI_GETMENUANIMATION, 1},
-      {SPI_GETMENUFADE, 1},
-      {SPI_GETGRADIENTCAPTIONS, 1},
-      {SPI_GETFONTSMOOTHINGTYPE, 2},
-      {SPI_GETCARETWIDTH, 1},
-      {SPI_GETFOREGROUNDLOCKTIMEOUT, 200000},
-  };
-  for (const Case& c : cases) EXPECT_EQ(Kernel::SPIGetUINTParameter(int(c.action)), c.value) << std::hex << c.action;
+  const std::pair<UINT, uint32_t> cases[] = {{SPI_GETBEEP, 1},
+                                             {SPI_GETBORDER, 1},
+                                             {SPI_GETKEYBOARDSPEED, 31},
+                                             {SPI_GETKEYBOARDDELAY, 1},
+                                             {SPI_GETDRAGFULLWINDOWS, 1},
+                                             {SPI_GETWHEELSCROLLLINES, 3},
+                                             {SPI_GETWHEELSCROLLCHARS, 3},
+                                             {SPI_GETMOUSEHOVERTIME, 400},
+                                             {SPI_GETMENUSHOWDELAY, 400},
+                                             {SPI_GETMOUSESPEED, 10},
+                                             {SPI_GETKEYBOARDCUES, 0},
+                                             {SPI_GETMENUANIMATION, 1},
+                                             {SPI_GETMENUFADE, 1},
+                                             {SPI_GETGRADIENTCAPTIONS, 1},
+                                             {SPI_GETFONTSMOOTHINGTYPE, 2},
+                                             {SPI_GETCARETWIDTH, 1},
+                                             {SPI_GETFOREGROUNDLOCKTIMEOUT, 200000}};
+  for (const auto& [action, value] : cases)
+    EXPECT_EQ(Kernel::SPIGetUINTParameter(int(action)), value) << std::hex << action;
   EXPECT_EQ(Kernel::SPIGetKeyboardDelay(), 1u);
   EXPECT_EQ(Kernel::SPIGetKeyboardSpeed(), 31u);
   // The fallbacks are the opposite of the stored answers: they must not be taken.
@@ -134,20 +132,17 @@ TEST(SystemParameters, WorkArea) {
   RECT r{1, 2, 3, 4};
   ASSERT_TRUE(SystemParametersInfoW(SPI_GETWORKAREA, 0, &r, 0));
   const RECT original = r;
-  struct Case {
-    RECT set;
-    BOOL ok;
-  } cases[] = {
+  const std::pair<RECT, BOOL> cases[] = {
       {{0, 30, 1280, 1024}, TRUE},
       {{100, 100, 100, 200}, FALSE},  // empty
       {{100, 200, 300, 150}, FALSE},  // upside down
       {{-1920, 0, 0, 1080}, TRUE},
   };
-  for (const Case& c : cases) {
+  for (const auto& [set, ok] : cases) {
     const CRect before = Kernel::SPIGetWorkArea();
-    RECT in = c.set;
-    EXPECT_EQ(SystemParametersInfoW(SPI_SETWORKAREA, 0, &in, 0), c.ok);
-    EXPECT_EQ(Kernel::SPIGetWorkArea(), c.ok ? CRect(c.set) : before);
+    RECT in = set;
+    EXPECT_EQ(SystemParametersInfoW(SPI_SETWORKAREA, 0, &in, 0), ok);
+    EXPECT_EQ(Kernel::SPIGetWorkArea(), ok ? CRect(set) : before);
   }
   // No rectangle: the whole screen.
   ASSERT_TRUE(SystemParametersInfoW(SPI_SETWORKAREA, 0, nullptr, 0));
