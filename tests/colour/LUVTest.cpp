@@ -212,9 +212,7 @@ TEST(LUVScalar, LUVtoRGBRoundsHalfAwayFromZero) {
     const int gotChannels[3] = {Red(got), Green(got), Blue(got)};
     for (int k = 0; k < 3; ++k) {
       const float f = channels[k];
-      const float frac = f - std::floor(f);
-      int want = frac >= 0.5f ? static_cast<int>(std::floor(f)) + 1 : static_cast<int>(std::floor(f));
-      if (want >= 255) want = 254;
+      const int want = std::min(static_cast<int>(std::floor(f)) + (f - std::floor(f) >= 0.5f ? 1 : 0), 254);
       ASSERT_EQ(gotChannels[k], want) << "L " << L << " channel " << k << " value " << f;
     }
   }

@@ -65,10 +65,9 @@ TEST(AdjustLuminosity, ShiftsThenPullsTowardsTheGamutEdge) {
     int r = c.r, g = c.g, b = c.b;
     AdjustLuminosity(&r, &g, &b, c.luminance);
     EXPECT_EQ(std::tie(r, g, b), std::tie(c.er, c.eg, c.eb)) << c.name;
-    if (c.luminance >= 0 && c.luminance <= 255 && !(c.r == c.g && c.g == c.b)) {
-      const uint32_t packed = AdjustLuminosity(Rgb(c.r, c.g, c.b) | 0xAB000000u, c.luminance);
-      EXPECT_EQ(packed, Rgb(c.er, c.eg, c.eb)) << c.name << " (packed)";
-    }
+    if (c.luminance < 0 || c.luminance > 255 || (c.r == c.g && c.g == c.b)) continue;
+    EXPECT_EQ(AdjustLuminosity(Rgb(c.r, c.g, c.b) | 0xAB000000u, c.luminance), Rgb(c.er, c.eg, c.eb))
+        << c.name << " (packed)";
   }
 }
 
