@@ -182,14 +182,11 @@ TEST(GradientEndToEnd, StoredBytesToColourAtAPosition) {
     Persist::CPtrMapsSession session(ar);
     CStringA className;
     ar >> className;
-    CObject* made = static_cast<CObject*>(Dynamic::CFactoryMap::Instance().CreateObject(className));
-    ASSERT_NE(made, nullptr);
-    auto* g = dynamic_cast<CGradient*>(made);
+    auto* g = dynamic_cast<CGradient*>(static_cast<CObject*>(Dynamic::CFactoryMap::Instance().CreateObject(className)));
     ASSERT_NE(g, nullptr);
     g->Serialize(ar);
     gradient = g;
   }
-  ASSERT_TRUE(gradient);
   EXPECT_EQ(gradient->GetRefCount(), 1);
   auto* solid = dynamic_cast<CGradientSolid*>(gradient.Get());
   ASSERT_NE(solid, nullptr);

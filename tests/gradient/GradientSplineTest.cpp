@@ -28,14 +28,9 @@ CSpline Flat(double y) { return MakeSpline({0.5}, {y}); }
 
 CPtr<CGradientSpline> Channels(const CSpline& r, const CSpline& g, const CSpline& b, const CSpline& a) {
   auto gradient = MakePtr<CGradientSpline>();
-  gradient->SetSpline(0, r);
-  gradient->SetSpline(1, g);
-  gradient->SetSpline(2, b);
-  gradient->SetSpline(3, a);
+  for (int channel = 0; const CSpline* s : {&r, &g, &b, &a}) gradient->SetSpline(channel++, *s);
   return gradient;
 }
-
-uint32_t ChannelOf(uint64_t quad, int channel) { return uint32_t(quad >> (16 * channel)) & 0xFFFF; }
 
 TEST(GradientSpline, ChannelsAreScaledRoundedAndClamped) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -54,9 +49,7 @@ TEST(GradientSpline, ChannelsAreScaledRoundedAndClamped) {
     for (int channel = 0; channel < 4; ++channel) {
       auto g = MakePtr<CGradientSpline>();
       g->SetSpline(channel, Flat(c.value));
-      const uint64_t quad = g->GetQuadValueFixed(0.3);
-      for (int other = 0; other < 4; ++other)
-        EXPECT_EQ(ChannelOf(quad, other), other == channel ? c.fixed : 0u) << c.name << " channel " << channel;
+      EXPECT_EQ(g->GetQuadValueFixed(0.3), uint64_t{c.fixed} << (16 * channel)) << c.name << " channel " << channel;
     }
   }
 }
@@ -65,15 +58,11 @@ TEST(GradientSpline, FollowsTheSplinesAlongT) {
   auto g = Channels(Line(0, 255), Line(255, 0), Flat(64), Line(255, 255));
   struct Case {
     double t;
-    uint32_t r, g;
+    uint16_t r, g;
   };
   for (const Case& c : {Case{0.0, 0, 32640}, Case{0.5, 16320, 16320}, Case{0.25, 8160, 24480}, Case{1.0, 32640, 0},
                         Case{-3.0, 0, 32640}, Case{9.0, 32640, 0}}) {
-    const uint64_t quad = g->GetQuadValueFixed(c.t);
-    EXPECT_EQ(ChannelOf(quad, 0), c.r) << c.t;
-    EXPECT_EQ(ChannelOf(quad, 1), c.g) << c.t;
-    EXPECT_EQ(ChannelOf(quad, 2), 64u << 7) << c.t;
-    EXPECT_EQ(ChannelOf(quad, 3), 32640u) << c.t;
+    EXPECT_EQ(g->GetQuadValueFixed(c.t), Quad(c.r, c.g, 64 << 7, 32640)) << c.t;
   }
   // A new gradient's splines have no knots: every channel 0.
   EXPECT_EQ(CGradientSpline().GetQuadValueFixed(0.5), 0u);
@@ -103,8 +92,6 @@ TEST(GradientSpline, ChannelIndexIsChecked) {
     EXPECT_THROW(g.GetSpline(bad), CInvalidArgException) << bad;
     EXPECT_THROW(g.SetSpline(bad, Flat(1)), CInvalidArgException) << bad;
   }
-  g.SetSpline(3, Flat(9));
-  EXPECT_EQ(g.GetSpline(3).GetY(0), 9.0);
   EXPECT_EQ(static_cast<const CGradientSpline&>(g).GetSpline(0).GetCount(), 0);
 }
 

@@ -135,40 +135,40 @@ TEST(GradientTableCurves, DisabledOrDegenerateCurvesLeaveTUnchanged) {
   }
 }
 
-// A linear ramp of single values: entry i must be the ramp at the curve of
-// i / (n - 1), reversal applied last.
+// A linear ramp: entry i of either kind of table must be the ramp at the
+// curve of i / (n - 1), reversal applied last. Both curves were on before,
+// so switching one off again must take.
 TEST(GradientTableBuild, EntriesSampleTheCurvedPositions) {
   const struct {
     double bias, gain;
     bool reverse;
   } cases[] = {{0.5, 0.5, false}, {0.5, 0.5, true}, {0.3, 0.5, false}, {0.5, 0.75, false},
                {0.7, 0.2, false}, {0.3, 0.5, true}, {0.7, 0.2, true}};
-  const CFunctionGradient ramp([](double t) { return t; });
+  const CFunctionGradient ramp([](double t) { return t; }, [](double t) { return t; });
   for (const auto& c : cases) {
-    CGradientTable table = Curved(c.bias, c.gain, c.reverse);
-    ASSERT_TRUE(table.CreateBytes(&ramp, 32));
-    ASSERT_EQ(table.GetSize(), 33);
+    CGradientTable table = Curved(0.8, 0.8);
+    table.SetBias(c.bias);
+    table.SetGain(c.gain);
+    table.SetReverse(c.reverse);
+    std::vector<long> expected;
     for (int i = 0; i < 33; ++i) {
       double t = i / 32.0;
       if (c.bias != 0.5) t = SchlickBias(c.bias, t);
       if (c.gain != 0.5) t = SchlickGain(c.gain, t);
-      if (c.reverse) t = 1.0 - t;
-      EXPECT_EQ(table.GetByteEntry(i), std::lround(t * 32640)) << i << " bias " << c.bias << " gain " << c.gain;
+      expected.push_back(std::lround((c.reverse ? 1.0 - t : t) * 32640));
     }
+    ASSERT_TRUE(table.CreateBytes(&ramp, 32));
+    ASSERT_EQ(table.GetSize(), 33);
+    for (int i = 0; i < 33; ++i)
+      EXPECT_EQ(table.GetByteEntry(i), expected[i]) << i << " bias " << c.bias << " gain " << c.gain;
+    ASSERT_TRUE(table.CreateDwords(&ramp, 32));
+    for (int i = 0; i < 33; ++i)
+      EXPECT_EQ(table.GetDwordEntry(i, 0), expected[i]) << i << " bias " << c.bias << " gain " << c.gain;
+    if (c.bias != 0.5 || c.gain != 0.5 || c.reverse) continue;
+    // Linear entries interpolate to the ramp itself, within the lookup's rounding.
+    for (int pos = 0; pos < 32768; pos += 97)
+      EXPECT_NEAR(table.GetDwordValue(static_cast<uint16_t>(pos)) & 0xFF, pos / 32768.0 * 255, 1.0) << pos;
   }
-}
-
-TEST(GradientTableBuild, BiasAndGainAtOneHalfGiveALinearTable) {
-  const CFunctionGradient ramp([](double t) { return t; }, [](double t) { return t; });
-  CGradientTable table;
-  table.SetBias(0.8);  // on, then off again
-  table.SetGain(0.5000001);
-  table.SetBias(0.5);
-  ASSERT_TRUE(table.CreateDwords(&ramp, 256));
-  for (int i = 0; i < 257; ++i) EXPECT_EQ(table.GetDwordEntry(i, 0), std::lround(i / 256.0 * 32640)) << i;
-  // Linear entries interpolate to the ramp itself, within the lookup's rounding.
-  for (int pos = 0; pos < 32768; pos += 97)
-    EXPECT_NEAR(table.GetDwordValue(static_cast<uint16_t>(pos)) & 0xFF, pos / 32768.0 * 255, 1.0) << pos;
 }
 
 // Five hand-picked entries: 63, 10063, 65, 0, 32640 (index shift 13, fraction

@@ -236,12 +236,8 @@ TEST(Spline, SettersRecomputeCurvature) {
 TEST(Spline, CacheDoesNotChangeResults) {
   std::mt19937 rng(7);
   std::uniform_real_distribution<double> step(0.1, 2.0), value(-50, 50), where(-5, 80);
-  std::vector<double> x(30), y(30);
-  double at = 0;
-  for (int i = 0; i < 30; ++i) {
-    x[i] = at += step(rng);
-    y[i] = value(rng);
-  }
+  std::vector<double> x, y;
+  for (double at = 0; x.size() < 30;) x.push_back(at += step(rng)), y.push_back(value(rng));
   CSpline s = MakeSpline(x, y);
   std::vector<double> queries;
   for (double t = -2; t < 70; t += 0.37) queries.push_back(t);        // ascending
@@ -406,15 +402,9 @@ TEST(SplineGsl, NaturalCubicMatchesGsl) {
   for (const Case& c : cases) {
     std::mt19937 rng(c.seed);
     std::uniform_real_distribution<double> step(c.minStep, c.maxStep), value(-c.amplitude, c.amplitude);
-    std::vector<double> x(std::size_t(c.n)), y(std::size_t(c.n));
-    double at = -3;
-    for (std::size_t i = 0; i < x.size(); ++i) {
-      x[i] = at;
-      at += step(rng);
-      y[i] = value(rng);
-    }
-    CSpline s;
-    s.Set(x.data(), y.data(), c.n);
+    std::vector<double> x, y;
+    for (double at = -3; int(x.size()) < c.n;) x.push_back(at), at += step(rng), y.push_back(value(rng));
+    const CSpline s = MakeSpline(x, y);
     const std::unique_ptr<gsl_spline, void (*)(gsl_spline*)> gsl(gsl_spline_alloc(gsl_interp_cspline, x.size()),
                                                                  gsl_spline_free);
     const std::unique_ptr<gsl_interp_accel, void (*)(gsl_interp_accel*)> acc(gsl_interp_accel_alloc(),
