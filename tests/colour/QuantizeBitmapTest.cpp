@@ -177,15 +177,12 @@ TEST(QuantizeBitmapTest, PaletteAndMappingAreThoseOfTheQuantizer) {
     std::mt19937 rng(static_cast<uint32_t>(c.colours + c.levels));
     std::vector<Rgb> pixels(W * H);
     // Runs of repeated colours, as the bulk path sees in real images.
-    for (size_t i = 0; i < pixels.size(); ++i) {
-      if (i > 0 && rng() % 3 == 0) {
-        pixels[i] = pixels[i - 1];
-        continue;
-      }
-      const int step = 255 / (c.levels - 1);
-      pixels[i] = Rgb{static_cast<int>(rng() % c.levels) * step, static_cast<int>(rng() % c.levels) * step,
-                      static_cast<int>(rng() % c.levels) * step};
-    }
+    const int step = 255 / (c.levels - 1);
+    for (size_t i = 0; i < pixels.size(); ++i)
+      pixels[i] = i > 0 && rng() % 3 == 0
+                      ? pixels[i - 1]
+                      : Rgb{static_cast<int>(rng() % c.levels) * step, static_cast<int>(rng() % c.levels) * step,
+                            static_cast<int>(rng() % c.levels) * step};
     const auto src = MakeSource(Layout::BGR24, W, H, pixels);
     const CQuantizeResult r = QuantizeBitmap(*src, c.colours, false);
 
@@ -204,9 +201,10 @@ TEST(QuantizeBitmapTest, PaletteAndMappingAreThoseOfTheQuantizer) {
           node = node->m_child[((p.r >> s) & 1) << 2 | ((p.g >> s) & 1) << 1 | ((p.b >> s) & 1)];
         const uint64_t n = node->m_pixelCount;
         const Rgb got = ResultColour(r, x, y);
-        ASSERT_EQ(got.r, static_cast<int>(node->m_redSum / n));
-        ASSERT_EQ(got.g, static_cast<int>(node->m_greenSum / n));
-        ASSERT_EQ(got.b, static_cast<int>(node->m_blueSum / n));
+        ASSERT_EQ(std::tie(got.r, got.g, got.b),
+                  std::make_tuple(static_cast<int>(node->m_redSum / n), static_cast<int>(node->m_greenSum / n),
+                                  static_cast<int>(node->m_blueSum / n)))
+            << x << "," << y;
       }
   }
 }
@@ -217,14 +215,10 @@ TEST(QuantizeBitmapTest, EveryFormatQuantisesAsItsBGR32Copy) {
     SCOPED_TRACE(type);
     auto src = MakeTyped(type, W, H);
     FillNoise(*src, static_cast<uint32_t>(type));
-    if (src->RequiresPalette()) {
-      // A colour palette rather than the grey ramp.
-      const int entries = 1 << src->GetBitsPerPixel();
-      std::vector<RGBQUAD> pal(static_cast<size_t>(entries));
-      std::mt19937 rng(static_cast<uint32_t>(type));
-      for (auto& e : pal) e = RGBQUAD{static_cast<BYTE>(rng()), static_cast<BYTE>(rng()), static_cast<BYTE>(rng()), 0};
-      std::memcpy(src->GetPalette(), pal.data(), pal.size() * sizeof(RGBQUAD));
-    }
+    // A colour palette rather than the grey ramp.
+    std::mt19937 rng(static_cast<uint32_t>(type));
+    for (int i = 0; src->RequiresPalette() && i < 1 << src->GetBitsPerPixel(); ++i)
+      src->GetPalette()[i] = RGBQUAD{static_cast<BYTE>(rng()), static_cast<BYTE>(rng()), static_cast<BYTE>(rng()), 0};
     CMemoryBitmap copy(W, H, 32, ColourOrder::Bgr);
     CopyPixels(&copy, src.Get(), nullptr, nullptr);
     for (int colours : {16, 200}) {
@@ -266,17 +260,14 @@ TEST(QuantizeBitmapTest, DitheringKeepsTheLocalAverageOfARamp) {
   EXPECT_LT(columnError[1] * 4, columnError[0]) << columnError[1] << " vs " << columnError[0];
 }
 
-TEST(QuantizeBitmapTest, BadInputIsRefused) {
+TEST(QuantizeBitmapTest, BadInputIsRefusedAndEmptyBitmapsGiveEmptyResults) {
   CMemoryBitmap bm(4, 4, 24, ColourOrder::Bgr);
   for (int colours : {0, -1, 257, 100000}) EXPECT_THROW(QuantizeBitmap(bm, colours, false), CInvalidArgException);
   EXPECT_NO_THROW(QuantizeBitmap(bm, 256, true));
   EXPECT_NO_THROW(QuantizeBitmap(bm, 1, false));
-}
-
-TEST(QuantizeBitmapTest, EmptyBitmapGivesAnEmptyResult) {
+  // An empty bitmap gives an empty result.
   for (const auto& [w, h] : {std::pair{0, 0}, std::pair{0, 5}, std::pair{7, 0}}) {
-    CMemoryBitmap bm(w, h, 24, ColourOrder::Rgb);
-    const CQuantizeResult r = QuantizeBitmap(bm, 16, true);
+    const CQuantizeResult r = QuantizeBitmap(CMemoryBitmap(w, h, 24, ColourOrder::Rgb), 16, true);
     EXPECT_TRUE(r.palette.empty() && r.counts.empty()) << w << "x" << h;
     EXPECT_EQ(r.meanSquaredError, 0.0);
     EXPECT_EQ(std::pair(r.bitmap->GetWidth(), r.bitmap->GetHeight()), std::pair(w, h));

@@ -54,23 +54,6 @@ TEST(QuantizerTest, DefaultsAndLimits) {
   EXPECT_EQ(std::pair(d.GetColourCount(), d.GetDepth()), std::pair(256u, 8u));
 }
 
-TEST(QuantizerTest, OneColourManyTimesIsOneExactEntry) {
-  const struct {
-    uint32_t colours, bits, colour;
-  } cases[] = {{256, 8, Rgb(12, 200, 77)}, {16, 8, Rgb(255, 255, 255)}, {5, 8, Rgb(1, 2, 3)},
-               {2, 3, Rgb(0, 0, 0)},       {1, 8, Rgb(99, 0, 250)},     {64, 0, Rgb(7, 130, 64)}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.colours);
-    CQuantizer q(c.colours, c.bits);
-    // The top byte plays no part.
-    for (int i = 0; i < 1000; ++i) q.AddColour(c.colour | (static_cast<uint32_t>(i & 0xFF) << 24), 0);
-    EXPECT_EQ(q.GetLeafCount(), 1u);
-    const auto t = Table(q, c.colours);
-    EXPECT_TRUE(EntryIs(t[0], c.colour & 0xFF, (c.colour >> 8) & 0xFF, (c.colour >> 16) & 0xFF));
-    for (size_t i = 1; i < t.size(); ++i) EXPECT_TRUE(EntryIs(t[i], 0, 0, 0)) << i;
-  }
-}
-
 // Reds that share their top three bits and differ below: at depth 8, reds
 // 2k and 2k + 1 share a level-7 node. The seventeenth distinct colour makes
 // reductions run; each folds the most recently created node of the deepest
@@ -161,8 +144,10 @@ TEST(QuantizerTest, PaletteEntriesOfAddedColours) {
     std::string name;
     uint32_t colours, bits;
     std::vector<uint32_t> added;
+    uint32_t leaves;
     std::vector<std::array<int, 3>> expected;  // the entries after these are zero
   };
+  const auto many = [](uint32_t colour) { return std::vector<uint32_t>(1000, colour); };
   const std::vector<uint32_t> five = {Rgb(255, 0, 0), Rgb(0, 255, 0), Rgb(0, 0, 255), Rgb(0, 0, 0), Rgb(128, 128, 128)};
   // Five leaves A..E whose reds differ in their top three bits (green and
   // blue stay below 32), so tree order is A..E; A once, B twice ... E five times.
@@ -171,34 +156,43 @@ TEST(QuantizerTest, PaletteEntriesOfAddedColours) {
   std::vector<uint32_t> runs;
   for (int i = 0; i < 5; ++i) runs.insert(runs.end(), static_cast<size_t>(i + 1), leaves[i]);
   const Case cases[] = {
+      // One colour many times is one exact entry, the rest zero.
+      {"once", 256, 8, many(Rgb(12, 200, 77)), 1, {{12, 200, 77}}},
+      {"once of 16", 16, 8, many(Rgb(255, 255, 255)), 1, {{255, 255, 255}}},
+      {"once of 5", 5, 8, many(Rgb(1, 2, 3)), 1, {{1, 2, 3}}},
+      {"once at depth 3", 2, 3, many(Rgb(0, 0, 0)), 1, {{0, 0, 0}}},
+      {"once of 1", 1, 8, many(Rgb(99, 0, 250)), 1, {{99, 0, 250}}},
+      {"once at depth 0", 64, 0, many(Rgb(7, 130, 64)), 1, {{7, 130, 64}}},
       // Depth 1: one leaf per top-bit cell. The green leaf holds 131 and 130
       // and stands for 130; the merged entry is (130 * 2 + 0 * 1) / 3 = 86,
       // where raw sums would give 261 / 3 = 87.
-      {"means", 2, 1, {Rgb(3, 4, 5), Rgb(0, 131, 0), Rgb(0, 130, 0), Rgb(200, 0, 0)}, {{3, 4, 5}, {66, 86, 0}}},
+      {"means", 2, 1, {Rgb(3, 4, 5), Rgb(0, 131, 0), Rgb(0, 130, 0), Rgb(200, 0, 0)}, 3, {{3, 4, 5}, {66, 86, 0}}},
       // A single entry is the first leaf, not a mean. Depth 0: the root is
       // the only leaf, and its mean is the entry.
-      {"root leaf", 1, 0, {Rgb(10, 20, 30), Rgb(21, 40, 61)}, {{15, 30, 45}}},
+      {"root leaf", 1, 0, {Rgb(10, 20, 30), Rgb(21, 40, 61)}, 1, {{15, 30, 45}}},
       // The dark colour comes first in tree order though added last and
       // outnumbered.
-      {"first leaf", 1, 8, {Rgb(200, 0, 0), Rgb(200, 0, 0), Rgb(10, 20, 30)}, {{10, 20, 30}}},
-      {"first leaf holding two", 1, 1, {Rgb(250, 250, 250), Rgb(0, 1, 0), Rgb(4, 2, 1)}, {{2, 1, 0}}},
-      {"empty", 1, 8, {}, {}},
+      {"first leaf", 1, 8, {Rgb(200, 0, 0), Rgb(200, 0, 0), Rgb(10, 20, 30)}, 2, {{10, 20, 30}}},
+      {"first leaf holding two", 1, 1, {Rgb(250, 250, 250), Rgb(0, 1, 0), Rgb(4, 2, 1)}, 2, {{2, 1, 0}}},
+      {"empty", 1, 8, {}, 0, {}},
       // Small palettes merge runs of leaves by weighted means. Runs [0,1)
       // [1,3) [3,5): (64*2 + 128*3) / 5 = 102, (192*4 + 255*5) / 9 = 227.
-      {"3 of 5", 3, 8, runs, {{0, 10, 31}, {102, 26, 3}, {227, 17, 8}}},
-      {"2 of 5: runs [0,2) [2,5)", 2, 8, runs, {{42, 16, 10}, {202, 20, 7}}},
-      {"4 of 5: runs [0,1) [1,2) [2,3) [3,5)", 4, 8, runs, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {227, 17, 8}}},
+      {"3 of 5", 3, 8, runs, 5, {{0, 10, 31}, {102, 26, 3}, {227, 17, 8}}},
+      {"2 of 5: runs [0,2) [2,5)", 2, 8, runs, 5, {{42, 16, 10}, {202, 20, 7}}},
+      {"4 of 5: runs [0,1) [1,2) [2,3) [3,5)", 4, 8, runs, 5, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {227, 17, 8}}},
       // As many or more entries than leaves: copied, the rest zero.
-      {"5 of 5", 5, 8, runs, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {192, 1, 17}, {255, 31, 2}}},
-      {"7 of 5", 7, 8, runs, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {192, 1, 17}, {255, 31, 2}}},
+      {"5 of 5", 5, 8, runs, 5, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {192, 1, 17}, {255, 31, 2}}},
+      {"7 of 5", 7, 8, runs, 5, {{0, 10, 31}, {64, 20, 0}, {128, 30, 5}, {192, 1, 17}, {255, 31, 2}}},
       // Large palettes list the leaves in tree order, which interleaves the
       // bits red, green, blue from the top.
-      {"tree order", 20, 8, five, {{0, 0, 0}, {0, 0, 255}, {0, 255, 0}, {255, 0, 0}, {128, 128, 128}}},
+      {"tree order", 20, 8, five, 5, {{0, 0, 0}, {0, 0, 255}, {0, 255, 0}, {255, 0, 0}, {128, 128, 128}}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     CQuantizer q(c.colours, c.bits);
-    for (uint32_t colour : c.added) q.AddColour(colour, 0);
+    // The top byte plays no part.
+    for (size_t i = 0; i < c.added.size(); ++i) q.AddColour(c.added[i] | static_cast<uint32_t>(i & 0xFF) << 24, 0);
+    EXPECT_EQ(q.GetLeafCount(), c.leaves);
     const auto t = Table(q, c.colours);
     for (size_t i = 0; i < t.size(); ++i)
       EXPECT_TRUE(EntryIs(t[i], i < c.expected.size() ? c.expected[i] : std::array<int, 3>{0, 0, 0})) << i;

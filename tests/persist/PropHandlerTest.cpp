@@ -46,7 +46,7 @@ namespace {
 
 using namespace persist_test;
 
-TEST(PropHandler, ValidClassNames) {
+TEST(PropHandler, ClassNames) {
   const CGradient gradient;
   const CGradientSolid solid;
   const CRenamed renamed;
@@ -80,11 +80,7 @@ TEST(PropHandler, ValidClassNames) {
     EXPECT_EQ(row.handler->IsValidClassName(row.name), row.valid) << (row.name ? row.name : "(null)");
   }
   EXPECT_EQ(Kernel::GetTypeName<Kernel::CRefCount>(), "Kernel::CRefCount");
-}
-
-TEST(PropHandler, RuntimeClassNameOnlyForObjects) {
-  const CGradient gradient;
-  const CShapeObject shape;
+  // Only framework objects have a runtime class name.
   EXPECT_EQ(gradient.GetRuntimeClassName(), nullptr);
   EXPECT_EQ(gradient.GetOutputRuntimeClassName(), nullptr);
   EXPECT_STREQ(static_cast<const IPropHandler&>(shape).GetRuntimeClassName(), "CShapeObject");

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "Probe.h"
+
 namespace {
 
 using Kernel::CMemoryPropertyBag;
@@ -192,28 +194,19 @@ TEST(MemoryBag, OrderReplacementChildrenAndFlags) {
   EXPECT_EQ(bag.GetAttributeCount(), 0);
 }
 
-class Counted : public Kernel::CRefCount {
- public:
-  explicit Counted(int* destroyed) : m_destroyed(destroyed) {}
-  ~Counted() override { ++*m_destroyed; }
-
- private:
-  int* m_destroyed;
-};
-
 TEST(MemoryBag, HeldObjectsLiveAsLongAsTheTree) {
-  int destroyed = 0;
+  persist_test::DeathLog log;
   {
     CMemoryPropertyBag bag;
     IClassProperty* child = bag.CreateChild(L"c");
     EXPECT_EQ(child->GetObjectHolder(), bag.GetObjectHolder());
-    auto* object = new Counted(&destroyed);
+    auto* object = new persist_test::Probe(&log);
     object->AddRef();
     child->GetObjectHolder()->Hold(object);
     object->Release();
-    EXPECT_EQ(destroyed, 0);
+    EXPECT_EQ(log.deaths, 0);
   }
-  EXPECT_EQ(destroyed, 1);
+  EXPECT_EQ(log.deaths, 1);
 }
 
 }  // namespace
