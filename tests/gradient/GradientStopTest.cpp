@@ -26,16 +26,12 @@ CGradientStopList ListOf(std::initializer_list<CGradientStop> stops) {
   return list;
 }
 
-// Value, position and midpoint, compared exactly (operator== has tolerances).
-using Fields = std::tuple<uint32_t, double, double>;
-Fields F(const CGradientStop& s) { return {s.GetDwordValue(), s.GetPos(), s.GetHalfwayPos()}; }
-
 TEST(GradientStop, ConstructorsSettersSwapAndCopy) {
-  EXPECT_EQ(F(CGradientStop()), Fields(0xFF000000u, 0.0, 0.5));
+  EXPECT_EQ(FieldsOf(CGradientStop()), StopFields(0xFF000000u, 0.0, 0.5));
   // The byte form keeps nothing above the byte; both forms keep the
   // midpoint unclamped.
-  EXPECT_EQ(F(CGradientStop(uint8_t(0xAB), 0.3, 0.001)), Fields(0xABu, 0.3, 0.001));
-  EXPECT_EQ(F(CGradientStop(0x80112233u, -0.5, 1.5)), Fields(0x80112233u, -0.5, 1.5));
+  EXPECT_EQ(FieldsOf(CGradientStop(uint8_t(0xAB), 0.3, 0.001)), StopFields(0xABu, 0.3, 0.001));
+  EXPECT_EQ(FieldsOf(CGradientStop(0x80112233u, -0.5, 1.5)), StopFields(0x80112233u, -0.5, 1.5));
 
   CGradientStop s(0x80112233u, 0.0, 0.5);
   s.SetByteValue(0xEE);
@@ -43,18 +39,18 @@ TEST(GradientStop, ConstructorsSettersSwapAndCopy) {
   EXPECT_EQ(s.GetByteValue(), 0xEE);
   s.SetDwordValue(0x01020304u);
   s.SetPos(7.25);  // no clamp on positions
-  EXPECT_EQ(F(s), Fields(0x01020304u, 7.25, 0.5));
+  EXPECT_EQ(FieldsOf(s), StopFields(0x01020304u, 7.25, 0.5));
 
   CGradientStop b(0x22u, 0.3, 0.4);
   s.swap(b);
-  EXPECT_EQ(F(s), Fields(0x22u, 0.3, 0.4));
-  EXPECT_EQ(F(b), Fields(0x01020304u, 7.25, 0.5));
+  EXPECT_EQ(FieldsOf(s), StopFields(0x22u, 0.3, 0.4));
+  EXPECT_EQ(FieldsOf(b), StopFields(0x01020304u, 7.25, 0.5));
   swap(s, b);
   EXPECT_EQ(s.GetDwordValue(), 0x01020304u);
   CGradientStop c;
   c = b;
-  EXPECT_EQ(F(c), Fields(0x22u, 0.3, 0.4));
-  EXPECT_EQ(F(CGradientStop(c)), F(c));
+  EXPECT_EQ(FieldsOf(c), StopFields(0x22u, 0.3, 0.4));
+  EXPECT_EQ(FieldsOf(CGradientStop(c)), FieldsOf(c));
 }
 
 TEST(GradientStop, MidpointSetterClamps) {
@@ -146,7 +142,7 @@ TEST(GradientStopArchive, LayoutsAndLoads) {
   for (int schema : {0, 9, 10, 11, -1}) {
     CGradientStop loaded;
     EXPECT_EQ(Load(Layout().I32(schema).U32(0xDEADBEEFu).Bits(kOne).Bits(kZero).Get(), loaded), 0u);
-    EXPECT_EQ(F(loaded), Fields(0xDEADBEEFu, 1.0, 0.0)) << schema;
+    EXPECT_EQ(FieldsOf(loaded), StopFields(0xDEADBEEFu, 1.0, 0.0)) << schema;
   }
   list = ListOf(
       {CGradientStop(0x00102030u, 0.0, 0.2), CGradientStop(0xFF000000u, 0.4, 0.5), CGradientStop(0x7Fu, 1.0, 0.99)});
@@ -234,7 +230,7 @@ TEST(GradientStopProperties, MissingKeysResetOnlyWhenAsked) {
     const char* name;
     bool resetMissing;
     bool hasVal, hasPos, hasHalf;
-    Fields stored;
+    StopFields stored;
   };
   // The stop starts as (0x12345678, 0.6, 0.7); the bag holds (0xAA, 0.25, 0.3)
   // for the keys it has.
@@ -253,7 +249,7 @@ TEST(GradientStopProperties, MissingKeysResetOnlyWhenAsked) {
     if (c.hasHalf) bag.AddAttribute(L"half", 0.3);
     CGradientStop stop(0x12345678u, 0.6, 0.7);
     EXPECT_TRUE(stop.SetProperties(&bag)) << c.name;
-    EXPECT_EQ(F(stop), c.stored) << c.name;
+    EXPECT_EQ(FieldsOf(stop), c.stored) << c.name;
   }
   CGradientStop stop;
   EXPECT_FALSE(stop.SetProperties(nullptr));
@@ -303,8 +299,8 @@ TEST(GradientStopListProperties, ItemsStartFromTheDefaultStop) {
     CGradientStopList list;
     EXPECT_TRUE(list.SetProperties(&bag));
     ASSERT_EQ(list.size(), 2u);
-    EXPECT_EQ(F(list.front()), Fields(reset ? 0u : 0xFF000000u, 0.5, 0.5));
-    EXPECT_EQ(F(list.back()), Fields(7u, 0.0, 0.5));
+    EXPECT_EQ(FieldsOf(list.front()), StopFields(reset ? 0u : 0xFF000000u, 0.5, 0.5));
+    EXPECT_EQ(FieldsOf(list.back()), StopFields(7u, 0.0, 0.5));
   }
   CGradientStopList list;
   EXPECT_FALSE(list.SetProperties(nullptr));

@@ -6,12 +6,14 @@
 #include <kernel/CFile.h>
 #include <kernel/Exceptions.h>
 #include <kernel/Gradient.h>
+#include <kernel/GradientStop.h>
 #include <kernel/Spline.h>
 
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -111,6 +113,23 @@ inline Kernel::CSpline MakeSpline(const std::vector<double>& x, const std::vecto
   s.SetLinear(linear);
   s.Set(x.data(), y.data(), int(x.size()));
   return s;
+}
+
+// Count, kind and end slopes, compared exactly.
+inline std::tuple<int, bool, double, double> SplineShape(const Kernel::CSpline& s) {
+  return {s.GetCount(), s.IsLinear(), s.GetYP1(), s.GetYPN()};
+}
+
+// A stop's value, position and midpoint, compared exactly (operator== has
+// tolerances), alone or for a whole list.
+using StopFields = std::tuple<uint32_t, double, double>;
+inline StopFields FieldsOf(const Kernel::CGradientStop& s) {
+  return {s.GetDwordValue(), s.GetPos(), s.GetHalfwayPos()};
+}
+inline std::vector<StopFields> FieldsOf(const Kernel::CGradientStopList& list) {
+  std::vector<StopFields> fields;
+  for (const Kernel::CGradientStop& s : list) fields.push_back(FieldsOf(s));
+  return fields;
 }
 
 // The knots as (x, y) pairs.

@@ -3,12 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace {

@@ -70,6 +70,7 @@ TEST(CFile, WriteSeekReadAndLength) {
   EXPECT_THROW(never.Read(&c, 1), CFileException);
   EXPECT_THROW(never.Write(&c, 1), CFileException);
   EXPECT_THROW(never.GetLength(), CFileException);
+  never.Close();
 }
 
 TEST(CFile, OpenFlagsDecideCreationAndTruncation) {

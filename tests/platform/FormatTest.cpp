@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include <clocale>
 #include <cstdint>
+#include <utility>
 
 namespace {
 

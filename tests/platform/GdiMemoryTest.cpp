@@ -4,12 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include <cstddef>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -130,6 +129,7 @@ TEST(CArray, GrowsAndKeepsElements) {
   EXPECT_EQ(a[0], "1");
   EXPECT_EQ(a.GetUpperBound(), 98);
   a.SetSize(2);
+  EXPECT_EQ(a.GetSize(), 2);
   a.SetSize(4);
   EXPECT_EQ(a[3], "");  // new elements are default-constructed
   a.SetAtGrow(6, "six");

@@ -3,10 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include <climits>
 #include <ostream>
+#include <utility>
 
 // Found by argument lookup: RECT lives in the global namespace.
 static std::ostream& operator<<(std::ostream& os, const RECT& r) {

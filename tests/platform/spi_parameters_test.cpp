@@ -2,13 +2,12 @@
 // through SystemParametersInfoW and the SPIGet... helpers, and bad requests.
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include <kernel/SystemParameters.h>
 
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace {
 
