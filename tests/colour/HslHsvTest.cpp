@@ -242,25 +242,20 @@ TEST(HslHsv, RoundTripsStayWithinTheirMeasuredSteps) {
   EXPECT_EQ(std::tie(spread[HsvReal].low, spread[HsvReal].high), std::make_tuple(-1, 0));
   EXPECT_TRUE(spread[HslInt].low >= -6 && spread[HslInt].high <= 1) << spread[HslInt].low << " " << spread[HslInt].high;
   EXPECT_TRUE(spread[HsvInt].low >= -5 && spread[HsvInt].high <= 1) << spread[HsvInt].low << " " << spread[HsvInt].high;
-}
-
-TEST(HslHsv, SixteenBitRoundTripsStayWithinTheirMeasuredSteps) {
   // Whole-degree hues cost up to about 1080 of 65535 on 16-bit channels
   // (half a degree of a 60-degree ramp); the floating HSV form only truncates.
   // Only the HSL result carries an opaque alpha.
-  Spread spread[4];
+  Spread wide[4];
   for (uint32_t c = 0; c < (1u << 24); c += 37)
     for (Form f : {HslInt, HsvInt, HsvReal}) {
       const auto m = ToModel(f, c, true);
       const uint64_t back = FromModel64(f, m[0], m[1], m[2]);
       EXPECT_EQ(back >> 48, f == HslInt ? 0xFFFFu : 0u);
-      spread[f].Add(Widen(c), back, 16);
+      wide[f].Add(Widen(c), back, 16);
     }
-  EXPECT_TRUE(spread[HslInt].low >= -1080 && spread[HslInt].high <= 1)
-      << spread[HslInt].low << " " << spread[HslInt].high;
-  EXPECT_TRUE(spread[HsvInt].low >= -1080 && spread[HsvInt].high <= 2)
-      << spread[HsvInt].low << " " << spread[HsvInt].high;
-  EXPECT_EQ(std::tie(spread[HsvReal].low, spread[HsvReal].high), std::make_tuple(-1, 0));
+  EXPECT_TRUE(wide[HslInt].low >= -1080 && wide[HslInt].high <= 1) << wide[HslInt].low << " " << wide[HslInt].high;
+  EXPECT_TRUE(wide[HsvInt].low >= -1080 && wide[HsvInt].high <= 2) << wide[HsvInt].low << " " << wide[HsvInt].high;
+  EXPECT_EQ(std::tie(wide[HsvReal].low, wide[HsvReal].high), std::make_tuple(-1, 0));
 }
 
 }  // namespace

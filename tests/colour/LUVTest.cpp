@@ -162,7 +162,7 @@ TEST(LUVScalar, LUVtoRGBCeilingAndFloor) {
   RGBLUVConversions::RGBtoLUV(Colour(255, 255, 255), white);
   EXPECT_EQ(RGBLUVConversions::LUVtoRGB(white), Colour(254, 254, 254));
   // Channels that must pin (-1: anything in 0..254).
-  struct Case {
+  const struct {
     float L, u, v;
     int r, g, b;
   } cases[] = {
@@ -172,7 +172,7 @@ TEST(LUVScalar, LUVtoRGBCeilingAndFloor) {
       {150.0f, 0.0f, 0.0f, 254, 254, 254},   // above white
       {0.001f, 0.0f, 0.0f, 0, 0, 0},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.L << " " << c.u << " " << c.v);
     const float luv[3] = {c.L, c.u, c.v};
     const uint32_t got = RGBLUVConversions::LUVtoRGB(luv);
@@ -195,17 +195,15 @@ TEST(LUVScalar, LUVtoRGBCeilingAndFloor) {
 TEST(LUVScalar, LUVtoRGBRoundsHalfAwayFromZero) {
   // Walk L* along the grey axis finely; each grey must be the XYZtoRGB value
   // rounded half away from zero (ties go up).
+  const float wu = RGBLUVConversions::c_whiteU, wv = RGBLUVConversions::c_whiteV;
   for (int i = 1; i <= 20000; ++i) {
     const float luv[3] = {static_cast<float>(i) * 0.005f, 0.0f, 0.0f};
     const float L = luv[0];
     const float t = (L + 16.0f) / 116.0f;
     const float t3 = t * t * t;
     float y = t3 > 0.008856f ? t3 : (t - 0.13793103f) / 7.787f;
-    float x = -9.0f * y * RGBLUVConversions::c_whiteU /
-              ((RGBLUVConversions::c_whiteU - 4.0f) * RGBLUVConversions::c_whiteV -
-               RGBLUVConversions::c_whiteU * RGBLUVConversions::c_whiteV);
-    float z = (9.0f * y - 15.0f * RGBLUVConversions::c_whiteV * y - x * RGBLUVConversions::c_whiteV) /
-              (3.0f * RGBLUVConversions::c_whiteV);
+    float x = -9.0f * y * wu / ((wu - 4.0f) * wv - wu * wv);
+    float z = (9.0f * y - 15.0f * wv * y - x * wv) / (3.0f * wv);
     RGBLUVConversions::XYZtoRGB(x, y, z);
     const uint32_t got = RGBLUVConversions::LUVtoRGB(luv);
     const float channels[3] = {x, y, z};

@@ -65,12 +65,10 @@ TEST(QuantizerTest, ReductionFoldsTheNewestNodeOfTheDeepestLevel) {
     std::vector<uint32_t> reds;      // added in this order
     std::vector<uint32_t> expected;  // palette reds in tree order
   };
-  std::vector<uint32_t> up(16), down(16);
-  for (uint32_t i = 0; i < 16; ++i) up[i] = i, down[i] = 15 - i;
-  std::vector<uint32_t> upThen16 = up, downThen16 = down, sixteenFirst = {16};
-  upThen16.push_back(16);
-  downThen16.push_back(16);
-  sixteenFirst.insert(sixteenFirst.end(), up.begin(), up.end());
+  // 0..15 then 16, 15..0 then 16, and 16 then 0..15.
+  std::vector<uint32_t> upThen16(17), downThen16(17), sixteenFirst(17);
+  for (uint32_t i = 0; i < 17; ++i)
+    upThen16[i] = i, downThen16[i] = i < 16 ? 15 - i : 16, sixteenFirst[i] = i == 0 ? 16 : i - 1;
   const Case cases[] = {
       // 16 creates its own level-4..7 chain: its level-7 node is folded
       // first (one child, no gain), then the node of 14 and 15.
