@@ -23,11 +23,7 @@ TEST(MatrixProperties, WritesCountsThenRowMajorData) {
   const CMatrix m = Filled(3, 2, -1e-3);
   CMemoryPropertyBag bag;
   ASSERT_TRUE(m.GetProperties(&bag));
-  const std::vector<CString> keys = bag.GetAttributeKeys();
-  ASSERT_EQ(keys.size(), 3u);
-  EXPECT_EQ(keys[0], L"col");
-  EXPECT_EQ(keys[1], L"row");
-  EXPECT_EQ(keys[2], L"MatrixData");
+  ASSERT_EQ(bag.GetAttributeKeys(), (std::vector<CString>{L"col", L"row", L"MatrixData"}));
   EXPECT_EQ(int(bag.GetAttributeValue(0)), 3);
   EXPECT_EQ(int(bag.GetAttributeValue(1)), 2);
   double data[6] = {};

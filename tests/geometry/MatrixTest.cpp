@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -43,12 +44,23 @@ MatrixXd ToEigen(const CMatrix& m) {
   return e;
 }
 
+// (rows, cols): one comparison per shape, printed readably on failure.
+using Dims = std::pair<int, int>;
+Dims Shape(const CMatrix& m) { return {m.GetRowCount(), m.GetColCount()}; }
+
 double MaxDiff(const CMatrix& a, const MatrixXd& b) { return (ToEigen(a) - b).cwiseAbs().maxCoeff(); }
+
+// An n x n identity whose last diagonal element is `last`: its determinant.
+CMatrix IdentityEndingIn(int n, double last) {
+  CMatrix m(n, n);
+  m.SetIdentity();
+  m[n - 1][n - 1] = last;
+  return m;
+}
 
 TEST(Matrix, ColumnsComeFirstInConstructionRowFirstInAccess) {
   CMatrix m(3, 2);
-  EXPECT_EQ(m.GetColCount(), 3);
-  EXPECT_EQ(m.GetRowCount(), 2);
+  EXPECT_EQ(Shape(m), Dims(2, 3));
   EXPECT_FALSE(m.IsSquare());
   for (int k = 0; k < 6; ++k) m[k / 3][k % 3] = k;
   EXPECT_EQ(m.GetAt(1, 2), 5.0);  // the last element
@@ -56,11 +68,9 @@ TEST(Matrix, ColumnsComeFirstInConstructionRowFirstInAccess) {
   EXPECT_EQ(m[0][2], 9.0);
 
   m.Create(2, 5);
-  EXPECT_EQ(m.GetColCount(), 2);
-  EXPECT_EQ(m.GetRowCount(), 5);
+  EXPECT_EQ(Shape(m), Dims(5, 2));
   m.Create(-1, 3);
-  EXPECT_EQ(m.GetColCount(), -1);
-  EXPECT_EQ(m.GetRowCount(), -1);
+  EXPECT_EQ(Shape(m), Dims(-1, -1));
   m.Clear();
   EXPECT_EQ(m.GetRowCount(), 0);
 }
@@ -69,8 +79,7 @@ TEST(Matrix, ElementWiseOperationsAndProducts) {
   const CMatrix a = Make(2, 3, {1, 2, 3, 4, 5, 6});
   const CMatrix b = Make(3, 2, {7, 8, 9, 10, 11, 12});
   const CMatrix p = a * b;
-  ASSERT_EQ(p.GetRowCount(), 2);
-  ASSERT_EQ(p.GetColCount(), 2);
+  ASSERT_EQ(Shape(p), Dims(2, 2));
   EXPECT_EQ(ToEigen(p), ToEigen(a) * ToEigen(b));
 
   CMatrix pre = b;  // pre = a * b computed as b.PreMultiply(a)
@@ -161,12 +170,10 @@ TEST(MatrixGauss, FirstNonZeroRowIsSwappedNotTheLargest) {
   CMatrix a = Make(3, 3, {0, 2, 1, 1, 1, 1, 4, 1, 2});
   CMatrix b = Make(3, 1, {3, 3, 7});
   ASSERT_EQ(a.SolveGaussianElemination(b), 0);
-  EXPECT_EQ(a.GetAt(0, 0), 1.0);  // row 1 came up, not row 2 with the 4
-  EXPECT_EQ(a.GetAt(0, 1), 1.0);
-  EXPECT_EQ(a.GetAt(0, 2), 1.0);
-  EXPECT_EQ(a.GetAt(1, 0), 0.0);  // triangularised in place
-  EXPECT_EQ(a.GetAt(2, 0), 0.0);
-  EXPECT_EQ(a.GetAt(2, 1), 0.0);
+  // Row 1 came up, not row 2 with the 4, and a is triangularised in place.
+  for (int j = 0; j < 3; ++j) EXPECT_EQ(a.GetAt(0, j), 1.0) << j;
+  for (int i = 1; i < 3; ++i)
+    for (int j = 0; j < i; ++j) EXPECT_EQ(a.GetAt(i, j), 0.0) << i << "," << j;
   for (int i = 0; i < 3; ++i) EXPECT_NEAR(b.GetAt(i, 0), 1.0, 1e-15);
 }
 
@@ -238,35 +245,17 @@ TEST(MatrixInverse, FailsWithinTolerance) {
     double tol;
     bool ok;
   };
-  CMatrix nearSingular4 = Make(4, 4, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1e-10});
-  CMatrix nearSingular5(5, 5);
-  nearSingular5.SetIdentity();
-  nearSingular5[4][4] = 1e-10;
   const Case cases[] = {
       {"2x2 singular", Make(2, 2, {1, 2, 2, 4}), 0.0, false},
-      {"3x3 det 1e-10 below tol", Make(3, 3, {1, 0, 0, 0, 1, 0, 0, 0, 1e-10}), 1e-9, false},
-      {"3x3 det 1e-10 above tol", Make(3, 3, {1, 0, 0, 0, 1, 0, 0, 0, 1e-10}), 1e-11, true},
-      {"3x3 det equal to tol fails", Make(3, 3, {1, 0, 0, 0, 1, 0, 0, 0, 0.5}), 0.5, false},
-      {"4x4 below tol", nearSingular4, 1e-9, false},
-      {"4x4 above tol", nearSingular4, 1e-11, true},
-      {"5x5 below tol", nearSingular5, 1e-9, false},
-      {"5x5 above tol", nearSingular5, 1e-11, true},
-      {"9x9 below tol",
-       [] {
-         CMatrix m(9, 9);
-         m.SetIdentity();
-         m[8][8] = 1e-10;
-         return m;
-       }(),
-       1e-9, false},
-      {"9x9 exactly singular",
-       [] {
-         CMatrix m(9, 9);
-         m.SetIdentity();
-         m[8][8] = 0.0;
-         return m;
-       }(),
-       0.0, false},
+      {"3x3 det 1e-10 below tol", IdentityEndingIn(3, 1e-10), 1e-9, false},
+      {"3x3 det 1e-10 above tol", IdentityEndingIn(3, 1e-10), 1e-11, true},
+      {"3x3 det equal to tol fails", IdentityEndingIn(3, 0.5), 0.5, false},
+      {"4x4 below tol", IdentityEndingIn(4, 1e-10), 1e-9, false},
+      {"4x4 above tol", IdentityEndingIn(4, 1e-10), 1e-11, true},
+      {"5x5 below tol", IdentityEndingIn(5, 1e-10), 1e-9, false},
+      {"5x5 above tol", IdentityEndingIn(5, 1e-10), 1e-11, true},
+      {"9x9 below tol", IdentityEndingIn(9, 1e-10), 1e-9, false},
+      {"9x9 exactly singular", IdentityEndingIn(9, 0.0), 0.0, false},
       {"not square", Make(2, 3, {1, 0, 0, 0, 1, 0}), 0.0, false},
       {"empty", CMatrix(), 0.0, false},
   };
@@ -278,11 +267,9 @@ TEST(MatrixInverse, FailsWithinTolerance) {
 
 TEST(MatrixCholesky, FactorsAndSolves) {
   const CMatrix r = Random(5, 5, 7);
-  CMatrix spd = r * [&] {
-    CMatrix t;
-    r.Transpose(t);
-    return t;
-  }();
+  CMatrix rt;
+  r.Transpose(rt);
+  CMatrix spd = r * rt;
   for (int i = 0; i < 5; ++i) spd[i][i] += 1.0;
   CMatrix L;
   ASSERT_TRUE(spd.Cholesky(L));
@@ -317,18 +304,11 @@ TEST(MatrixSVD, ReconstructsAndSolves) {
   const CMatrix a = Random(6, 4, 9);
   CMatrix U, W, V;
   ASSERT_TRUE(a.SVD(U, W, V));
-  EXPECT_EQ(U.GetRowCount(), 6);
-  EXPECT_EQ(U.GetColCount(), 4);
-  EXPECT_EQ(W.GetRowCount(), 4);
-  EXPECT_EQ(W.GetColCount(), 4);
+  ASSERT_EQ(Shape(U), Dims(6, 4));
+  ASSERT_EQ(Shape(W), Dims(4, 4));
   EXPECT_TRUE(V.IsOrthogonal(1e-13));
-  for (int i = 0; i < 4; ++i) {
-    for (int j = 0; j < 4; ++j) {
-      if (i != j) {
-        EXPECT_EQ(W.GetAt(i, j), 0.0);
-      }
-    }
-  }
+  for (int i = 0; i < 4; ++i)  // W is diagonal
+    for (int j = 0; j < 4; ++j) EXPECT_EQ(W.GetAt(i, j), i == j ? W.GetAt(i, i) : 0.0) << i << "," << j;
   CMatrix Vt;
   V.Transpose(Vt);
   EXPECT_LE(MaxDiff(U * W * Vt, ToEigen(a)), 1e-13);
@@ -397,8 +377,7 @@ TEST(MatrixArchive, ExactBytesAndRoundTrip) {
   CMatrix shapeless(-1, -1);
   CMatrix loaded = m;
   Load(Store(shapeless), loaded);
-  EXPECT_EQ(loaded.GetRowCount(), -1);
-  EXPECT_EQ(loaded.GetColCount(), -1);
+  EXPECT_EQ(Shape(loaded), Dims(-1, -1));
 }
 
 TEST(MatrixArchive, SchemasAndDamagedData) {
@@ -429,10 +408,8 @@ TEST(MatrixArchive, SchemasAndDamagedData) {
     } catch (const CArchiveException& e) {
       EXPECT_EQ(e.m_cause, c.cause);
     }
-    if (c.cause != CArchiveException::badSchema) {
-      EXPECT_EQ(m.GetRowCount(), -1);
-      EXPECT_EQ(m.GetColCount(), -1);
-    }
+    if (c.cause == CArchiveException::badSchema) continue;
+    EXPECT_EQ(Shape(m), Dims(-1, -1));
   }
 }
 

@@ -40,6 +40,19 @@ MatrixXd Random(int rows, int cols, unsigned seed, double scale = 1.0) {
   return m;
 }
 
+// The symmetric tridiagonal matrix with `diag` on the diagonal and off[i]
+// coupling i and i+1, and the d/e vectors tqli takes for it (e[0] unused).
+MatrixXd Tridiagonal(const std::vector<double>& diag, const std::vector<double>& off, NRVec<double>& d,
+                     NRVec<double>& e) {
+  const int n = int(diag.size());
+  d = NRVec<double>(diag.data(), n);
+  e = NRVec<double>(0.0, n);
+  MatrixXd T = MatrixXd::Zero(n, n);
+  for (int i = 0; i < n; ++i) T(i, i) = diag[i];
+  for (int i = 0; i + 1 < n; ++i) T(i, i + 1) = T(i + 1, i) = e[i + 1] = off[i];
+  return T;
+}
+
 struct SvdCase {
   const char* name;
   MatrixXd a;
@@ -129,9 +142,7 @@ TEST(NRSvdcmp, LeavesSingularValuesUnsortedAndSignsPositive) {
   NRVec<double> w;
   NRMat<double> v;
   ASSERT_TRUE(NR::svdcmp(a, w, v));
-  EXPECT_EQ(w[0], 1.0);
-  EXPECT_EQ(w[1], 3.0);
-  EXPECT_EQ(w[2], 2.0);
+  EXPECT_EQ(std::vector<double>(w.data(), w.data() + 3), (std::vector<double>{1.0, 3.0, 2.0}));
   // U * 3 * V^T must restore the -3: exactly one of U, V carries the sign.
   EXPECT_DOUBLE_EQ(a[1][1] * w[1] * v[1][1], -3.0);
 }
@@ -243,9 +254,7 @@ TEST(NRSvdfit, DegenerateBasisGivesMinimumNormFit) {
     p[1] = xv;
     p[2] = xv;
   }));
-  EXPECT_NEAR(a[0], 3.0, 1e-10);
-  EXPECT_NEAR(a[1], 1.0, 1e-10);
-  EXPECT_NEAR(a[2], 1.0, 1e-10);
+  for (int j = 0; j < 3; ++j) EXPECT_NEAR(a[j], j == 0 ? 3.0 : 1.0, 1e-10) << j;
   EXPECT_NEAR(chisq, 0.0, 1e-18);
   EXPECT_EQ(std::count(w.data(), w.data() + 3, 0.0), 1);
 }
@@ -275,15 +284,10 @@ TEST(NRTqli, EigenpairsOfTridiagonalMatrices) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     const int n = int(c.diag.size());
-    NRVec<double> d(c.diag.data(), n), e(0.0, n);
-    for (int i = 1; i < n; ++i) e[i] = c.off[i - 1];
-    NRMat<double> z(0.0, n, n);
-    for (int i = 0; i < n; ++i) z[i][i] = 1.0;
+    NRVec<double> d, e;
+    const MatrixXd T = Tridiagonal(c.diag, c.off, d, e);
+    NRMat<double> z = FromEigen(MatrixXd::Identity(n, n));
     ASSERT_TRUE(NR::tqli(d, e, z));
-
-    MatrixXd T = MatrixXd::Zero(n, n);
-    for (int i = 0; i < n; ++i) T(i, i) = c.diag[i];
-    for (int i = 0; i + 1 < n; ++i) T(i, i + 1) = T(i + 1, i) = c.off[i];
     Eigen::SelfAdjointEigenSolver<MatrixXd> ref(T);
     std::vector<double> ours(d.data(), d.data() + n);
     std::sort(ours.begin(), ours.end());
@@ -301,14 +305,8 @@ TEST(NRTqli, TransformsGivenBasis) {
   // tridiagonal matrix, i.e. eigenvectors of Q T Q^T.
   const int n = 5;
   const MatrixXd Q = Eigen::HouseholderQR<MatrixXd>(Random(n, n, 41)).householderQ();
-  std::vector<double> diag = {1, 4, 2, 8, 5}, off = {0.3, -1.2, 0.7, 2.0};
-  MatrixXd T = MatrixXd::Zero(n, n);
-  for (int i = 0; i < n; ++i) T(i, i) = diag[i];
-  for (int i = 0; i + 1 < n; ++i) T(i, i + 1) = T(i + 1, i) = off[i];
-  const MatrixXd S = Q * T * Q.transpose();
-
-  NRVec<double> d(diag.data(), n), e(0.0, n);
-  for (int i = 1; i < n; ++i) e[i] = off[i - 1];
+  NRVec<double> d, e;
+  const MatrixXd S = Q * Tridiagonal({1, 4, 2, 8, 5}, {0.3, -1.2, 0.7, 2.0}, d, e) * Q.transpose();
   NRMat<double> z = FromEigen(Q);
   ASSERT_TRUE(NR::tqli(d, e, z));
   const MatrixXd Z = ToEigen(z);

@@ -5,6 +5,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -29,13 +30,13 @@ std::string Str(const CRectList& list) {
   return s.str();
 }
 
-CRectList Make(std::initializer_list<CRect> rects) {
+CRectList Make(const std::vector<CRect>& rects) {
   CRectList list;
   for (const CRect& r : rects) list.push_back(r);
   return list;
 }
 
-void ExpectList(const CRectList& actual, std::initializer_list<CRect> expected) {
+void ExpectList(const CRectList& actual, const std::vector<CRect>& expected) {
   EXPECT_EQ(Str(actual), Str(Make(expected)));
 }
 
@@ -113,12 +114,9 @@ TEST(RectListAddUnion, Cases) {
   };
   for (const AddCase& c : cases) {
     SCOPED_TRACE(c.name);
-    CRectList list;
-    for (const CRect& r : c.start) list.push_back(r);
+    CRectList list = Make(c.start);
     list.AddUnion(c.add);
-    CRectList expected;
-    for (const CRect& r : c.expected) expected.push_back(r);
-    EXPECT_EQ(Str(list), Str(expected));
+    ExpectList(list, c.expected);
   }
 }
 
@@ -181,12 +179,9 @@ TEST(RectListAddUnionMerge, Cases) {
   };
   for (const MergeCase& c : cases) {
     SCOPED_TRACE(c.name);
-    CRectList list;
-    for (const CRect& r : c.start) list.push_back(r);
+    CRectList list = Make(c.start);
     list.AddUnionMerge(c.add, c.slack, c.factor);
-    CRectList expected;
-    for (const CRect& r : c.expected) expected.push_back(r);
-    EXPECT_EQ(Str(list), Str(expected));
+    ExpectList(list, c.expected);
   }
 }
 
@@ -221,9 +216,7 @@ TEST(RectListAddUnionHoles, Cases) {
     SCOPED_TRACE(c.name);
     CRectList list;
     list.AddUnionHoles(c.a, c.b);
-    CRectList expected;
-    for (const CRect& r : c.expected) expected.push_back(r);
-    EXPECT_EQ(Str(list), Str(expected));
+    ExpectList(list, c.expected);
   }
 }
 
@@ -251,12 +244,9 @@ TEST(RectListSubtractUnion, Cases) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    CRectList list;
-    for (const CRect& r : c.start) list.push_back(r);
+    CRectList list = Make(c.start);
     list.SubtractUnion(c.sub);
-    CRectList expected;
-    for (const CRect& r : c.expected) expected.push_back(r);
-    EXPECT_EQ(Str(list), Str(expected));
+    ExpectList(list, c.expected);
   }
   CRectList self = Make({CRect(0, 0, 5, 5)});
   self.SubtractUnion(self);
@@ -275,12 +265,9 @@ TEST(RectListQueries, ClipToBBoxClipOverlapsMaxSizeOffset) {
   EXPECT_FALSE(list.Overlaps(CRect(10, 10, 20, 20)));  // touching corners only
   EXPECT_TRUE(list.Overlaps(CRect(3, 3, 3, 3)));       // an empty r inside a rectangle still overlaps
 
-  const CSize max = Make({CRect(0, 0, 10, 2), CRect(0, 0, 3, 20)}).GetMaxSize();
-  EXPECT_EQ(max.cx, 10);
-  EXPECT_EQ(max.cy, 20);
-  const CSize none = CRectList().GetMaxSize();
-  EXPECT_EQ(none.cx, 0);
-  EXPECT_EQ(none.cy, 0);
+  const auto maxSize = [](const CRectList& l) { return std::pair(l.GetMaxSize().cx, l.GetMaxSize().cy); };
+  EXPECT_EQ(maxSize(Make({CRect(0, 0, 10, 2), CRect(0, 0, 3, 20)})), std::pair(10, 20));
+  EXPECT_EQ(maxSize(CRectList()), std::pair(0, 0));
 
   CRectList clipped = list;
   clipped.ClipTo(CRect(0, 0, 22, 9));
@@ -326,9 +313,7 @@ TEST(RectListSubtractFrom, GreedyFirstPieceWins) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    CRectList list;
-    for (const CRect& q : c.list) list.push_back(q);
-    EXPECT_EQ(Str(list.SubtractFrom(c.r)), Str(c.expected));
+    EXPECT_EQ(Str(Make(c.list).SubtractFrom(c.r)), Str(c.expected));
   }
 }
 
