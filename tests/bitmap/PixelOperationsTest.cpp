@@ -34,8 +34,7 @@ TEST_P(EveryFormat, FlipsAndRotationsTwiceGiveTheOriginal) {
     b->RotateRight180();
     EXPECT_EQ(Snapshot(*b), original);
     b->RotateRight90();
-    EXPECT_EQ(b->GetWidth(), 4);
-    EXPECT_EQ(b->GetHeight(), 7);
+    EXPECT_EQ(b->Size(), CSize(4, 7));
     b->RotateLeft90();
     EXPECT_EQ(b->GetWidth(), 7);
     EXPECT_EQ(Snapshot(*b), original);

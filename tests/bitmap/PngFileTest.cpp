@@ -152,8 +152,7 @@ TEST(PngFile, RoundTripKeepsEveryPixelForEveryFormat) {
       ASSERT_TRUE(loaded);
       EXPECT_EQ(GetImageType(loaded.Get()), r.format);
       EXPECT_EQ(loaded->GetOrigin(), BitmapOrigin::TopLeft);
-      ASSERT_EQ(loaded->GetWidth(), r.width);
-      ASSERT_EQ(loaded->GetHeight(), 5);
+      ASSERT_EQ(loaded->Size(), CSize(r.width, 5));
       EXPECT_EQ(loaded->GetSafeXResolution(), 300);
       EXPECT_EQ(loaded->GetSafeYResolution(), 72);
       for (int y = 0; y < 5; ++y) EXPECT_EQ(RowBytes(*loaded, y), RowBytes(source, y)) << "row " << y;
