@@ -107,7 +107,9 @@ TEST(CopyPixelsSkeleton, HalfSizeSourceFillsTopLeftAndZerosTheRest) {
     }
 }
 
-TEST(CopyPixelsSkeleton, LargerSourceBetweenFormatsChangesNothing) {
+// A larger source between formats, unknown formats either way, or no target:
+// refused, and the target is left as it was.
+TEST(CopyPixelsSkeleton, RefusedCopiesChangeNothing) {
   auto src = MakeTyped(PIT_RGB24, 20, 20);
   auto dst = MakeTyped(PIT_MONO8, 10, 10);
   FillNoise(*dst, 3);
@@ -115,6 +117,15 @@ TEST(CopyPixelsSkeleton, LargerSourceBetweenFormatsChangesNothing) {
   EXPECT_FALSE(TryCopyPixels(dst.Get(), src.Get(), nullptr, nullptr));
   CopyPixels(dst.Get(), src.Get(), nullptr, nullptr);
   EXPECT_EQ(Snapshot(*dst), before);
+
+  RawBitmap kymc(4, 4, 32, ColourOrder::Kymc);
+  auto good = MakeTyped(PIT_RGB32, 4, 4);
+  FillNoise(*good, 1);
+  const auto goodBefore = Snapshot(*good);
+  EXPECT_FALSE(TryCopyPixels(good.Get(), &kymc, nullptr, nullptr));
+  EXPECT_FALSE(TryCopyPixels(&kymc, good.Get(), nullptr, nullptr));
+  EXPECT_EQ(Snapshot(*good), goodBefore);
+  EXPECT_FALSE(TryCopyPixels(nullptr, good.Get(), nullptr, nullptr));
 }
 
 TEST(CopyPixelsSkeleton, RectangleNormalisation) {
@@ -149,17 +160,6 @@ TEST(CopyPixelsSkeleton, OntoItselfIsLeftAsItWas) {
   const CRect r(1, 1, 4, 3);
   EXPECT_TRUE(TryCopyPixels(b.Get(), b.Get(), &r, &r));
   EXPECT_EQ(Snapshot(*b), before);
-}
-
-TEST(CopyPixelsSkeleton, UnknownFormatsCopyNothing) {
-  RawBitmap kymc(4, 4, 32, ColourOrder::Kymc);
-  auto good = MakeTyped(PIT_RGB32, 4, 4);
-  FillNoise(*good, 1);
-  const auto before = Snapshot(*good);
-  EXPECT_FALSE(TryCopyPixels(good.Get(), &kymc, nullptr, nullptr));
-  EXPECT_FALSE(TryCopyPixels(&kymc, good.Get(), nullptr, nullptr));
-  EXPECT_EQ(Snapshot(*good), before);
-  EXPECT_FALSE(TryCopyPixels(nullptr, good.Get(), nullptr, nullptr));
 }
 
 // A packed device-independent bitmap: header, colour table, rows.
