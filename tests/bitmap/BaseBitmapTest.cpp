@@ -97,13 +97,13 @@ TEST(BaseBitmapAddressing, BothOriginsAndPaddings) {
     int width, height, bpp, alignment;
     int stride, padding;
   };
-  const Row rows[] = {{10, 10, 24, 4, 32, 2}, {3, 4, 8, 1, 3, 0}, {3, 4, 8, 4, 4, 1},
-                      {3, 4, 8, 8, 8, 5},     {7, 2, 1, 4, 4, 3}, {5, 3, 64, 16, 48, 8}};
+  const Row rows[] = {{10, 10, 24, 4, 32, 2}, {3, 4, 8, 1, 3, 0},    {3, 4, 8, 4, 4, 1},    {3, 4, 8, 8, 8, 5},
+                      {7, 2, 1, 4, 4, 3},     {5, 3, 64, 16, 48, 8}, {10, 10, 32, 4, 40, 0}};
   for (const Row& r : rows) {
     for (BitmapOrigin::Type origin : {BitmapOrigin::TopLeft, BitmapOrigin::BottomLeft}) {
       SCOPED_TRACE(testing::Message() << r.width << "x" << r.height << "x" << r.bpp << " align " << r.alignment
                                       << " origin " << origin);
-      const ColourOrder::Type order = r.bpp == 64 || r.bpp == 24 ? ColourOrder::Bgr : ColourOrder::Rgb;
+      const ColourOrder::Type order = r.bpp >= 24 ? ColourOrder::Bgr : ColourOrder::Rgb;
       CMemoryBitmap bm(r.width, r.height, r.bpp, order, origin, r.alignment);
       EXPECT_EQ(bm.GetBytesPerScanline(), r.stride);
       EXPECT_EQ(bm.GetScanlinePadding(), r.padding);
@@ -125,12 +125,6 @@ TEST(BaseBitmapAddressing, BothOriginsAndPaddings) {
       EXPECT_EQ(bm.GetScanlineOffset(), bm.GetRowByteInc() - r.width * bytesPerPixel);
     }
   }
-}
-
-TEST(BaseBitmapAddressing, BottomLeftFirstDisplayedRowIsLastStored) {
-  CMemoryBitmap bm(10, 10, 32, ColourOrder::Bgr, BitmapOrigin::BottomLeft);
-  EXPECT_EQ(bm.GetBits(CPoint(0, 0)), bm.GetBitsBase() + 9 * 40);
-  EXPECT_LT(bm.GetRowByteInc(), 0);
 }
 
 TEST(BaseBitmapAddressing, RepeatEdgeClamps) {
@@ -289,8 +283,8 @@ TEST(BaseBitmapThumbnails, SizeFitsTheBox) {
   };
   for (const Row& r : rows) {
     const CSize s = CBaseBitmap::GetThumbnailSize(r.box, r.image);
-    EXPECT_EQ(s.cx, r.expected.cx) << r.image.cx << "x" << r.image.cy << " in " << r.box.cx << "x" << r.box.cy;
-    EXPECT_EQ(s.cy, r.expected.cy) << r.image.cx << "x" << r.image.cy << " in " << r.box.cx << "x" << r.box.cy;
+    EXPECT_EQ(std::make_pair(s.cx, s.cy), std::make_pair(r.expected.cx, r.expected.cy))
+        << r.image.cx << "x" << r.image.cy << " in " << r.box.cx << "x" << r.box.cy;
   }
 }
 

@@ -48,15 +48,21 @@ TEST(ConvertRow, VectorPathsMatchTheScalarRuleWithoutTouchingGuardBytes) {
   }
 }
 
+// The vector path against the scalar rule over n source pixels; gives the row.
+std::vector<uint8_t> BothPaths(PixelIteratorType dt, PixelIteratorType st, const std::vector<uint8_t>& src, int n) {
+  std::vector<uint8_t> fast(static_cast<size_t>(n * BytesOf(dt))), ref(fast.size());
+  EXPECT_TRUE(ConvertPixelRow(dt, st, false, fast.data(), src.data(), n, nullptr, 0, nullptr, 0, false));
+  EXPECT_TRUE(ConvertPixelRow(dt, st, false, ref.data(), src.data(), n, nullptr, 0, nullptr, 0, true));
+  EXPECT_EQ(fast, ref) << st << "->" << dt;
+  return fast;
+}
+
 // Every 5-6-5 value, every grey sum, every ink pair.
 TEST(ConvertRow, VectorPathsMatchOverTheWholeInputSpace) {
   std::vector<uint8_t> all16(65536 * 2);
   for (int v = 0; v < 65536; ++v)
     all16[2 * v] = static_cast<uint8_t>(v), all16[2 * v + 1] = static_cast<uint8_t>(v >> 8);
-  std::vector<uint8_t> a(65536 * 4), b(65536 * 4);
-  ConvertPixelRow(PIT_RGB32, PIT_RGB16, false, a.data(), all16.data(), 65536, nullptr, 0, nullptr, 0, false);
-  ConvertPixelRow(PIT_RGB32, PIT_RGB16, false, b.data(), all16.data(), 65536, nullptr, 0, nullptr, 0, true);
-  EXPECT_EQ(a, b);
+  BothPaths(PIT_RGB32, PIT_RGB16, all16, 65536);
 
   // Inks: every (c, k) pair in the first byte and fourth byte.
   std::vector<uint8_t> inks(65536 * 4);
@@ -66,9 +72,7 @@ TEST(ConvertRow, VectorPathsMatchOverTheWholeInputSpace) {
       p[0] = static_cast<uint8_t>(c), p[1] = static_cast<uint8_t>(k), p[2] = static_cast<uint8_t>(255 - c),
       p[3] = static_cast<uint8_t>(k);
     }
-  ConvertPixelRow(PIT_RGB32, PIT_CMYK_32, false, a.data(), inks.data(), 65536, nullptr, 0, nullptr, 0, false);
-  ConvertPixelRow(PIT_RGB32, PIT_CMYK_32, false, b.data(), inks.data(), 65536, nullptr, 0, nullptr, 0, true);
-  EXPECT_EQ(a, b);
+  BothPaths(PIT_RGB32, PIT_CMYK_32, inks, 65536);
 
   // Grey: sums 0..765 reached by (r, g, b) = (s/3 + ..) spread.
   std::vector<uint8_t> px(766 * 4);
@@ -77,11 +81,8 @@ TEST(ConvertRow, VectorPathsMatchOverTheWholeInputSpace) {
     px[4 * s] = static_cast<uint8_t>(bl), px[4 * s + 1] = static_cast<uint8_t>(g),
            px[4 * s + 2] = static_cast<uint8_t>(r);
   }
-  std::vector<uint8_t> ga(766), gb(766);
-  ConvertPixelRow(PIT_MONO8, PIT_RGB32, false, ga.data(), px.data(), 766, nullptr, 0, nullptr, 0, false);
-  ConvertPixelRow(PIT_MONO8, PIT_RGB32, false, gb.data(), px.data(), 766, nullptr, 0, nullptr, 0, true);
-  EXPECT_EQ(ga, gb);
-  for (int s = 0; s <= 765; ++s) EXPECT_EQ(ga[s], s / 3);
+  const std::vector<uint8_t> grey = BothPaths(PIT_MONO8, PIT_RGB32, px, 766);
+  for (int s = 0; s <= 765; ++s) EXPECT_EQ(grey[s], s / 3);
 }
 
 // Destinations larger than the cache take the cache-bypassing stores; the

@@ -15,9 +15,8 @@ TEST(PixelIterator, BottomLeftRowZeroIsTheLastStoredRow) {
   RawBitmap b(2, 3, 24, ColourOrder::Rgb, BitmapOrigin::BottomLeft, 2);
   const int stride = b.GetBytesPerScanline();
   ASSERT_EQ(stride, 8);
-  b.Bytes()[2 * stride + 0] = 0x11;
-  b.Bytes()[2 * stride + 1] = 0x22;
-  b.Bytes()[2 * stride + 2] = 0x33;
+  const uint8_t last[3] = {0x11, 0x22, 0x33};
+  std::memcpy(&b.Bytes()[2 * stride], last, 3);
   auto it = b.GetIteratorRGB24();
   EXPECT_EQ(it.GetStride(), -8);
   // A one-column clip gives words: bytes 0, 1, 2 in bits 0-23.

@@ -22,20 +22,14 @@ TEST_P(EveryFormat, FlipsAndRotationsTwiceGiveTheOriginal) {
     auto b = MakeTyped(t, 7, 4, origin);
     FillNoise(*b, 40u + t);
     const auto original = Snapshot(*b);
-    b->FlipH();
-    EXPECT_NE(Snapshot(*b), original);
-    b->FlipH();
-    EXPECT_EQ(Snapshot(*b), original);
-    b->FlipV();
-    EXPECT_NE(Snapshot(*b), original);
-    b->FlipV();
-    EXPECT_EQ(Snapshot(*b), original);
-    b->RotateRight180();
-    b->RotateRight180();
-    EXPECT_EQ(Snapshot(*b), original);
+    for (auto op : {&CBaseBitmap::FlipH, &CBaseBitmap::FlipV, &CBaseBitmap::RotateRight180}) {
+      (b.Get()->*op)();
+      EXPECT_NE(Snapshot(*b), original);
+      (b.Get()->*op)();
+      EXPECT_EQ(Snapshot(*b), original);
+    }
     b->RotateRight90();
-    EXPECT_EQ(b->GetWidth(), 4);
-    EXPECT_EQ(b->GetHeight(), 7);
+    EXPECT_EQ(b->Size(), CSize(4, 7));
     b->RotateLeft90();
     EXPECT_EQ(b->GetWidth(), 7);
     EXPECT_EQ(Snapshot(*b), original);
@@ -108,7 +102,7 @@ TEST(PixelOperations, RotationMovesPixelsClockwise) {
   EXPECT_EQ(b->GetBits(CPoint(1, 2))[0], 4);
 }
 
-TEST(PixelOperations, SixteenBitAlphaAndAlphaBits) {
+TEST(PixelOperations, SixteenBitAlphaAlphaBitsAndCmykPlane) {
   CPtr<CMemoryBitmap> b(new CMemoryBitmap(2, 2, 64, ColourOrder::Bgr));
   FillNoise(*b, 5);
   const uint8_t bits[4] = {1, 2, 3, 4};
@@ -120,12 +114,9 @@ TEST(PixelOperations, SixteenBitAlphaAndAlphaBits) {
   SetAlpha(b.Get(), 0x80);
   EXPECT_EQ(b->GetBits(CPoint(0, 0))[6], 0x80);
   EXPECT_EQ(b->GetBits(CPoint(0, 0))[7], 0x80);
-}
-
-TEST(PixelOperations, CmykAlphaPlaneIsSet) {
-  auto b = MakeTyped(PIT_CMYKA_32_8, 3, 3);
-  b->SetAlphaToValue(9);
-  EXPECT_EQ(b->GetAlphaChannel()->GetBits(CPoint(2, 2))[0], 9);
+  auto cmyk = MakeTyped(PIT_CMYKA_32_8, 3, 3);
+  cmyk->SetAlphaToValue(9);
+  EXPECT_EQ(cmyk->GetAlphaChannel()->GetBits(CPoint(2, 2))[0], 9);
 }
 
 TEST(PixelOperations, GreyscaleKeepsAlphaAndFormat) {

@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
+#include <iterator>
 
 using Kernel::DiagnosticLog;
 
@@ -41,11 +43,8 @@ TEST(DiagnosticLog, DefaultGoesToStderrOnlyWithNkLog) {
       return "";
     });
     ASSERT_EQ(failure, "");
-    std::FILE* f = std::fopen(captured.c_str(), "r");
-    ASSERT_NE(f, nullptr);
-    char text[64] = {};
-    const size_t n = std::fread(text, 1, sizeof text - 1, f);
-    std::fclose(f);
-    EXPECT_EQ(std::string(text, n), set ? "hello log\n" : "");
+    std::ifstream in(captured);
+    ASSERT_TRUE(in) << "nothing captured";
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), set ? "hello log\n" : "");
   }
 }

@@ -55,12 +55,24 @@ struct Fake : MemoryManager::IDisposable {
   int checksumCalls = 0;
 };
 
+// The disposals in a journal, without the dumps of a fruitless search.
+std::vector<std::string> Disposals(const std::vector<std::string>& journal) {
+  std::vector<std::string> disposed;
+  for (const auto& e : journal)
+    if (e.rfind("dump:", 0) != 0) disposed.push_back(e);
+  return disposed;
+}
+
 class ManagerTest : public ::testing::Test {
  protected:
   void SetUp() override { MemoryManager::SetTickSource(&FakeClock); }
   void TearDown() override {
-    for (auto& f : fakes) manager.Detach(f.get());
+    Reset();
     MemoryManager::SetTickSource(nullptr);
+  }
+  void Reset() {
+    for (auto& f : fakes) manager.Detach(f.get());
+    fakes.clear();
   }
   // Attaches a new fake at the given tick.
   Fake& Add(const std::string& name, uint32_t tick) {
@@ -97,8 +109,7 @@ TEST_F(ManagerTest, CandidateIsTheOldestEligibleWithTiesToTheEarlierRegistered) 
       {{1, 2}, {false, false}, "none"},
   };
   for (const Case& c : cases) {
-    for (auto& f : fakes) manager.Detach(f.get());
-    fakes.clear();
+    Reset();
     for (size_t i = 0; i < c.ticks.size(); ++i) Add(ObjectName(i), c.ticks[i]).canMemory = c.eligible[i];
     journal.clear();
     EXPECT_EQ(Candidate(false), c.expected);
@@ -128,9 +139,8 @@ TEST_F(ManagerTest, ChecksumsAreCachedAndZeroCountsAsOne) {
   Fake& a = Add("a", 1);
   Fake& b = Add("b", 1);
   Fake& c = Add("c", 1);
-  a.checksum = 42;
+  a.checksum = c.checksum = 42;
   b.checksum = 0;
-  c.checksum = 42;
   EXPECT_EQ(manager.GetResourceFromChecksum(nullptr, 0), nullptr);
   EXPECT_EQ(a.checksumCalls, 0);
   EXPECT_EQ(manager.GetResourceFromChecksum(nullptr, 42), &a);
@@ -160,17 +170,13 @@ TEST_F(ManagerTest, SalvageCountsFreedBytesUnsigned) {
       {1000, {uint64_t(-5), 1}, true, {"o0:mem"}},  // grew by 5: wraps to a huge "freed"
   };
   for (const Case& c : cases) {
-    for (auto& f : fakes) manager.Detach(f.get());
-    fakes.clear();
+    Reset();
     for (size_t i = 0; i < c.frees.size(); ++i) Add(ObjectName(i), 1 + i).freesPerDispose = c.frees[i];
     journal.clear();
     uint64_t bytes = c.bytes;
     g_now = 100;
     EXPECT_EQ(manager.Salvage(bytes, false), c.result);
-    std::vector<std::string> disposed;
-    for (const auto& e : journal)
-      if (e.rfind("dump:", 0) != 0) disposed.push_back(e);
-    EXPECT_EQ(disposed, c.disposed) << c.bytes;
+    EXPECT_EQ(Disposals(journal), c.disposed) << c.bytes;
   }
 }
 
@@ -219,8 +225,7 @@ TEST(ManagerRecovery, NeedsTheMonitorAndGoesMemoryFirstThenDisk) {
     MemoryManager::SetTickSource(&FakeClock);
     std::vector<std::string> journal;
     Fake a("a", journal), b("b", journal);
-    a.freesPerDispose = 10;
-    b.freesPerDispose = 10;
+    a.freesPerDispose = b.freesPerDispose = 10;
     g_now = 1;
     manager.Attach(&a);
     g_now = 2;
@@ -235,11 +240,8 @@ TEST(ManagerRecovery, NeedsTheMonitorAndGoesMemoryFirstThenDisk) {
     a.measure = b.measure = 100;
     journal.clear();
     if (MemoryManager::ManagedMallocate(uint64_t(1) << 62) != nullptr) return "impossible allocation succeeded";
-    const std::vector<std::string> expected{"a:mem", "b:mem", "a:disk", "b:disk"};
-    std::vector<std::string> disposed;
-    for (const auto& e : journal)
-      if (e.rfind("dump:", 0) != 0) disposed.push_back(e);
-    if (disposed != expected) return "hook ladder wrong";
+    if (Disposals(journal) != std::vector<std::string>{"a:mem", "b:mem", "a:disk", "b:disk"})
+      return "hook ladder wrong";
     journal.clear();
     manager.ManageMemory();  // this process is far below its cap
     if (!journal.empty()) return "periodic pass disposed";

@@ -73,52 +73,49 @@ TEST(MemoryPressure, BlocksBeyondTheAddressSpaceLimitAllSurvive) {
     int blocks;  // 192 MiB in all against a 40 MiB allowance
   };
   for (const Run run : {Run{false, 4u << 20, 48}, Run{true, 4u << 20, 48}, Run{true, 12u << 20, 16}}) {
-    const bool fixedThreshold = run.fixedThreshold;
     nktest::TempFolder folder;
     const CString wide = folder.Wide();
     const std::string failure = nktest::RunInChild([&]() -> std::string {
-      if (fixedThreshold) mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+      if (run.fixedThreshold) mallopt(M_MMAP_THRESHOLD, 256 * 1024);
       MemoryManager& manager = MemoryManager::GetInstance();
       manager.SetDisposalPath(wide);
       if (!Kernel::COSResourceMonitor::Init(CString(L"nk_test_memory"))) return "Init failed";
-      const uint64_t kBlockBytes = run.blockBytes;
-      const int kBlocks = run.blocks;
       rlimit limit;
       getrlimit(RLIMIT_AS, &limit);
       limit.rlim_cur = AddressSpaceInUse() + (40u << 20);
       if (setrlimit(RLIMIT_AS, &limit) != 0) return "setrlimit failed";
 
       std::vector<std::unique_ptr<Block>> blocks;
-      std::vector<uint64_t> generation(static_cast<size_t>(kBlocks), 0);
-      for (int i = 0; i < kBlocks; ++i) {
-        blocks.push_back(std::make_unique<Block>(kBlockBytes));
-        if (blocks.back()->GetSize() != kBlockBytes) return "allocation " + std::to_string(i) + " failed";
+      std::vector<uint64_t> generation(static_cast<size_t>(run.blocks), 0);
+      for (int i = 0; i < run.blocks; ++i) {
+        blocks.push_back(std::make_unique<Block>(run.blockBytes));
+        if (blocks.back()->GetSize() != run.blockBytes) return "allocation " + std::to_string(i) + " failed";
         Fill(*blocks.back(), i, 0);
         manager.Attach(blocks.back().get());
       }
       std::mt19937 random(12345);
       for (int touch = 0; touch < 150; ++touch) {
-        const int i = static_cast<int>(random() % static_cast<unsigned>(kBlocks));
+        const int i = static_cast<int>(random() % static_cast<unsigned>(run.blocks));
         manager.Touch(blocks[i].get());
         if (!Verify(*blocks[i], i, generation[i])) return "block " + std::to_string(i) + " came back wrong";
         if (touch % 3 == 0) Fill(*blocks[i], i, ++generation[i]);
         // Growing under pressure must not lose the bytes it copies.
-        if (fixedThreshold && touch % 50 == 25) {
-          if (!blocks[i]->SetSizeGrow(kBlockBytes + 8)) return "growth failed";
-          if (!blocks[i]->SetSize(kBlockBytes)) return "shrink failed";
+        if (run.fixedThreshold && touch % 50 == 25) {
+          if (!blocks[i]->SetSizeGrow(run.blockBytes + 8)) return "growth failed";
+          if (!blocks[i]->SetSize(run.blockBytes)) return "shrink failed";
           if (!Verify(*blocks[i], i, generation[i])) return "growth lost bytes";
         }
       }
-      for (int i = 0; i < kBlocks; ++i)
+      for (int i = 0; i < run.blocks; ++i)
         if (!Verify(*blocks[i], i, generation[i])) return "final check of block " + std::to_string(i);
       const auto stats = Kernel::GetDisposalStatistics();
-      if (stats.flushes < static_cast<uint64_t>(kBlocks)) return "too few flushes: " + std::to_string(stats.flushes);
+      if (stats.flushes < static_cast<uint64_t>(run.blocks)) return "too few flushes: " + std::to_string(stats.flushes);
       if (stats.restores == 0 || stats.missingFiles != 0) return "restores wrong";
       for (auto& b : blocks) manager.Detach(b.get());
       blocks.clear();
       return "";
     });
-    EXPECT_EQ(failure, "") << (fixedThreshold ? "with" : "without") << " a fixed mapping threshold, blocks of "
+    EXPECT_EQ(failure, "") << (run.fixedThreshold ? "with" : "without") << " a fixed mapping threshold, blocks of "
                            << (run.blockBytes >> 20) << " MiB";
     EXPECT_EQ(folder.FileCount(), 0u);
   }

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -17,26 +18,20 @@
 
 namespace nktest {
 
-// Which sanitizer runtime, if any, this program carries.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kAddressSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
+// Which sanitizer runtime, if any, this program carries (GCC says so by a
+// macro, clang by a feature test).
+#ifdef __has_feature
+#define NK_TEST_HAS_FEATURE(name) __has_feature(name)
+#else
+#define NK_TEST_HAS_FEATURE(name) 0
+#endif
+#if defined(__SANITIZE_ADDRESS__) || NK_TEST_HAS_FEATURE(address_sanitizer)
 constexpr bool kAddressSanitized = true;
 #else
 constexpr bool kAddressSanitized = false;
 #endif
-#else
-constexpr bool kAddressSanitized = false;
-#endif
-#if defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_THREAD__) || NK_TEST_HAS_FEATURE(thread_sanitizer)
 constexpr bool kThreadSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-constexpr bool kThreadSanitized = true;
-#else
-constexpr bool kThreadSanitized = false;
-#endif
 #else
 constexpr bool kThreadSanitized = false;
 #endif
@@ -56,9 +51,7 @@ class TempFolder {
   const std::filesystem::path& Path() const { return m_path; }
   CString Wide() const { return CString(m_path.wstring().c_str()); }
   size_t FileCount() const {
-    size_t n = 0;
-    for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator(m_path)) ++n;
-    return n;
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(m_path), {}));
   }
 
  private:
