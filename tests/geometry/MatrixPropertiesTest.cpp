@@ -5,12 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using Kernel::CMatrix;
 using Kernel::CMemoryPropertyBag;
+
+std::pair<int, int> Shape(const CMatrix& m) { return {m.GetRowCount(), m.GetColCount()}; }
 
 CMatrix Filled(int cols, int rows, double start) {
   CMatrix m(cols, rows);
@@ -44,8 +47,7 @@ TEST(MatrixProperties, RoundTripsToFifteenDigits) {
     ASSERT_TRUE(m.GetProperties(&bag));
     CMatrix back(1, 1);
     ASSERT_TRUE(back.SetProperties(&bag));
-    ASSERT_EQ(back.GetColCount(), c.cols);
-    ASSERT_EQ(back.GetRowCount(), c.rows);
+    ASSERT_EQ(Shape(back), std::pair(c.rows, c.cols));
     for (int r = 0; r < c.rows; ++r)
       for (int col = 0; col < c.cols; ++col)
         EXPECT_NEAR(back.GetAt(r, col), m.GetAt(r, col), 1e-14 * std::fabs(m.GetAt(r, col)));
@@ -59,8 +61,7 @@ TEST(MatrixProperties, EmptyShapesWriteNoData) {
   EXPECT_EQ(bag.GetAttributeCount(), 2);
   CMatrix back = Filled(2, 2, 0);
   ASSERT_TRUE(back.SetProperties(&bag));
-  EXPECT_EQ(back.GetColCount(), empty.GetColCount());
-  EXPECT_EQ(back.GetRowCount(), empty.GetRowCount());
+  EXPECT_EQ(Shape(back), Shape(empty));
 }
 
 TEST(MatrixProperties, MissingCountsAndBadData) {
@@ -70,8 +71,7 @@ TEST(MatrixProperties, MissingCountsAndBadData) {
     bag.SetResetMissing(true);
     CMatrix m = Filled(2, 2, 0);
     EXPECT_TRUE(m.SetProperties(&bag));
-    EXPECT_EQ(m.GetColCount(), -1);
-    EXPECT_EQ(m.GetRowCount(), -1);
+    EXPECT_EQ(Shape(m), std::pair(-1, -1));
   }
   {
     // Counts kept, data replaced.
@@ -97,8 +97,7 @@ TEST(MatrixProperties, MissingCountsAndBadData) {
     }
     CMatrix m = Filled(2, 2, 0);
     EXPECT_FALSE(m.SetProperties(&bag)) << count;
-    EXPECT_EQ(m.GetColCount(), -1) << count;
-    EXPECT_EQ(m.GetRowCount(), -1) << count;
+    EXPECT_EQ(Shape(m), std::pair(-1, -1)) << count;
   }
 }
 
