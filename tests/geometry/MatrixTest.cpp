@@ -307,8 +307,14 @@ TEST(MatrixSVD, ReconstructsAndSolves) {
   ASSERT_EQ(Shape(U), Dims(6, 4));
   ASSERT_EQ(Shape(W), Dims(4, 4));
   EXPECT_TRUE(V.IsOrthogonal(1e-13));
-  for (int i = 0; i < 4; ++i)  // W is diagonal
-    for (int j = 0; j < 4; ++j) EXPECT_EQ(W.GetAt(i, j), i == j ? W.GetAt(i, i) : 0.0) << i << "," << j;
+  for (int i = 0; i < 4; ++i)  // W is diagonal, singular values never negative
+    for (int j = 0; j < 4; ++j) {
+      if (i == j) {
+        EXPECT_GE(W.GetAt(i, i), 0.0) << i;
+      } else {
+        EXPECT_EQ(W.GetAt(i, j), 0.0) << i << "," << j;
+      }
+    }
   CMatrix Vt;
   V.Transpose(Vt);
   EXPECT_LE(MaxDiff(U * W * Vt, ToEigen(a)), 1e-13);
