@@ -157,18 +157,18 @@ class NK_API CSpline : public CObject, public CRefCount, public IPropHandler {
   // x[n-1] is the caller's part) and returns k.
   int FindInterval(double v) const noexcept;
 
-  double* m_x;   // the block; also the x view
-  double* m_y;   // m_x + n
-  double* m_y2;  // m_x + 2n
-  int m_n;
-  bool m_linear;
-  double m_yp1;
-  double m_ypn;
+  double* m_x = nullptr;   // the block; also the x view
+  double* m_y = nullptr;   // m_x + n
+  double* m_y2 = nullptr;  // m_x + 2n
+  int m_n = 0;
+  bool m_linear = false;
+  double m_yp1 = c_natural;
+  double m_ypn = c_natural;
   // Interval cache: the upper knot index of the interval last used, its
   // width and reciprocal.
-  mutable int m_khi;
-  mutable double m_h;
-  mutable double m_invH;
+  mutable int m_khi = 1;
+  mutable double m_h = 1.0;
+  mutable double m_invH = 1.0;
 };
 
 }  // namespace Kernel

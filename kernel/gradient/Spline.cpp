@@ -73,34 +73,9 @@ std::vector<double> ReadDoubles(CArchive& ar, std::size_t count) {
 
 }  // namespace
 
-CSpline::CSpline() noexcept
-    : m_x(nullptr),
-      m_y(nullptr),
-      m_y2(nullptr),
-      m_n(0),
-      m_linear(false),
-      m_yp1(c_natural),
-      m_ypn(c_natural),
-      m_khi(1),
-      m_h(1.0),
-      m_invH(1.0) {}
+CSpline::CSpline() noexcept = default;
 
-CSpline::CSpline(const CSpline& other)
-    : CObject(),
-      CRefCount(),
-      IPropHandler(),
-      m_x(nullptr),
-      m_y(nullptr),
-      m_y2(nullptr),
-      m_n(0),
-      m_linear(false),
-      m_yp1(c_natural),
-      m_ypn(c_natural),
-      m_khi(1),
-      m_h(1.0),
-      m_invH(1.0) {
-  *this = other;
-}
+CSpline::CSpline(const CSpline& other) : CObject(), CRefCount(), IPropHandler() { *this = other; }
 
 // Only the curve is copied: the reference count belongs to this object.
 CSpline& CSpline::operator=(const CSpline& other) {
