@@ -216,7 +216,8 @@ int64_t Read(const std::string& path, unsigned char* buffer, uint64_t size) {
       done += n;
     }
   }
-  const bool rest = done < size && ::lseek(fd, static_cast<off_t>(done), SEEK_SET) >= 0;
+  // The file position is still 0 unless mappings took a part.
+  const bool rest = done < size && (done == 0 || ::lseek(fd, static_cast<off_t>(done), SEEK_SET) >= 0);
   while (rest && done < size) {
     const size_t n = static_cast<size_t>(std::min<uint64_t>(kSmallChunk, size - done));
     const int64_t got = ReadSome(fd, buffer + done, n);
